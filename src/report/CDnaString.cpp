@@ -1,0 +1,136 @@
+#include "report/CDnaString.h"
+
+#include "settings/global-types-and-parameters.h"
+
+#include <cstring>
+#include <vector>
+
+const char* const REPEAT_NAMES[7] = {"***  ERROR  ***", "mononucleotide", "dinucleotide", "trinucleotide",
+                                     "tetranucleotide", "pentanucleotide", "hexanucleotide"};
+
+bool CDnaString::setToMinAlphaRepModCyclicPermOf(const CDnaString& src)
+{
+  const uint32_t n = src.size();
+  if (n == 0) {
+    clear();
+    return false;
+  }
+  // The source twice: the rotation starting at i is the n bytes from i on.
+  std::vector<char> twice(2 * static_cast<size_t>(n) + 1);
+  std::memcpy(twice.data(), src.data(), n);
+  std::memcpy(twice.data() + n, src.data(), n);
+  const char* t = twice.data();
+  uint32_t best = 0;
+  bool periodic = false;
+  for (uint32_t i = 1; i < n; ++i) {
+    int cmp = std::memcmp(t + i, t + best, n);
+    if (cmp < 0)
+      best = i;
+    else if (cmp == 0)
+      periodic = true;
+  }
+  assign(t + best, n);
+  return periodic;
+}
+
+namespace {
+
+struct ComplementTable {
+  char to[256];
+  ComplementTable()
+  {
+    std::memset(to, '?', sizeof to);
+    const char* pairs = "ATCGGCTARYYRKMMKBVVBDHHDNN";
+    for (const char* p = pairs; *p; p += 2)
+      to[static_cast<unsigned char>(p[0])] = p[1];
+  }
+};
+const ComplementTable complement;
+
+// Rows of distinct prime factors below n, built once by sieving.
+struct PrimeFactorTable {
+  static const uint32_t ROWS = 10001;
+  static const uint32_t COLUMNS = 6;
+  uint32_t row[ROWS][COLUMNS] = {};
+  PrimeFactorTable()
+  {
+    for (uint32_t p = 2; p < ROWS; ++p) {
+      if (row[p][0] != 0)
+        continue; // p has a smaller factor, so it is not prime
+      for (uint32_t multiple = 2 * p; multiple < ROWS; multiple += p) {
+        uint32_t* r = row[multiple];
+        while (*r)
+          ++r;
+        *r = p;
+      }
+    }
+  }
+};
+
+} // namespace
+
+const uint32_t* prime_factors_row(uint32_t n)
+{
+  static const PrimeFactorTable table;
+  return table.row[n];
+}
+
+CDnaString reverse_complement(const CDnaString& s)
+{
+  CDnaString r;
+  r.reserve(s.size());
+  for (uint32_t i = s.size(); i-- > 0;)
+    r.push_back(complement.to[static_cast<unsigned char>(s[i])]);
+  return r;
+}
+
+// Whether the unit is p equal pieces for some prime p dividing its length.
+static bool repeats_shorter_unit_by_prime_factors(const char* unit, uint32_t length)
+{
+  if (length > 10000) {
+    // Beyond the table: factor the length directly.
+    std::vector<uint32_t> factors;
+    uint32_t rest = length;
+    for (uint32_t p = 2; p * p <= rest; ++p)
+      if (rest % p == 0) {
+        factors.push_back(p);
+        while (rest % p == 0)
+          rest /= p;
+      }
+    if (rest > 1 && rest < length)
+      factors.push_back(rest);
+    for (uint32_t p : factors) {
+      uint32_t piece = length / p;
+      if (std::memcmp(unit, unit + piece, length - piece) == 0)
+        return true;
+    }
+    return false;
+  }
+  for (const uint32_t* p = prime_factors_row(length); *p; ++p) {
+    uint32_t piece = length / *p;
+    // All p pieces are equal exactly when each equals the next one.
+    if (std::memcmp(unit, unit + piece, length - piece) == 0)
+      return true;
+  }
+  return false;
+}
+
+bool unit_normal_form(const Csat& sat, CDnaString& unit)
+{
+  const uint32_t length = sat.unit_length();
+  CDnaString as_is(sat.unit_begin, length);
+  switch (global_report_unit_mode) {
+  case 0:
+    unit = as_is;
+    return !repeats_shorter_unit_by_prime_factors(sat.unit_begin, length);
+  case 1:
+    return !unit.setToMinAlphaRepModCyclicPermOf(as_is);
+  default: {
+    CDnaString a, b;
+    bool periodic = a.setToMinAlphaRepModCyclicPermOf(reverse_complement(as_is));
+    b.setToMinAlphaRepModCyclicPermOf(as_is);
+    unit = std::strcmp(a.c_str(), b.c_str()) > 0 ? b : a;
+    return !periodic;
+  }
+  }
+}

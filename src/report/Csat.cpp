@@ -1,0 +1,66 @@
+#include "report/Csat.h"
+
+#include "settings/global-types-and-parameters.h"
+
+#include <cstdlib>
+
+Csat_garbagecollector sat_alloc;
+
+float Csat::perfection() const
+{
+  const int32_t bp = static_cast<int32_t>(normalized_length());
+  const int32_t deviations = static_cast<int32_t>(num_mismatches + num_insertions + num_deletions);
+  const int32_t ns = static_cast<int32_t>(num_Ns);
+  int32_t numerator, denominator;
+  switch (global_N_and_perfection_mode) {
+  case 0: // N's count as mismatches
+    numerator = bp - deviations - ns;
+    denominator = bp;
+    break;
+  case 1: // N's are neutral
+    numerator = bp - deviations - ns;
+    denominator = bp - ns;
+    break;
+  case 2: // N's count as matches
+    numerator = bp - deviations;
+    denominator = bp;
+    break;
+  default:
+    std::exit(2);
+  }
+  return static_cast<float>(static_cast<float>(numerator) / static_cast<float>(denominator) * 100.0);
+}
+
+bool lessThan_sat(const Csat* a, const Csat* b)
+{
+  if (a->sat_begin != b->sat_begin)
+    return a->sat_begin < b->sat_begin;
+  return a->sat_end < b->sat_end;
+}
+
+Csat* Csat_garbagecollector::get_new(const char* begin, const char* end)
+{
+  Csat* s;
+  if (free_sats.empty()) {
+    s = new Csat;
+  } else {
+    s = free_sats.back();
+    free_sats.pop_back();
+  }
+  s->init(begin, end);
+  return s;
+}
+
+Csat_garbagecollector::~Csat_garbagecollector()
+{
+  for (Csat* s : free_sats)
+    delete s;
+}
+
+CBasicSatContainer::~CBasicSatContainer()
+{
+  for (Csat* s : sats)
+    delete s;
+}
+
+CsatContainer::~CsatContainer() { pool->free_sats.splice(pool->free_sats.end(), sats); }

@@ -1,0 +1,120 @@
+#ifndef CSAT_H
+#define CSAT_H
+
+#include "sequence/CSequence_Mol.h"
+#include "sequence/fastvector.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <list>
+
+// One deviation of a repeat from the perfect repetition of its unit.
+// For a deletion, pos is the residue before which the unit character is missing.
+struct missense_entry {
+  const char* pos;
+  char kind; // 'M' mismatch, 'I' insertion, 'D' deletion
+};
+
+// One tandem repeat. All positions point into the residue buffer of the
+// record being searched; the unit is the stretch the repeat was seeded from,
+// never a copy. Ranges are half-open.
+class Csat {
+ public:
+  const char* sat_begin;
+  const char* sat_end;
+  // The unit character that the next residue to the right (at sat_end) would
+  // have to match: the repeat's phase within its unit on that side.
+  const char* unit_phase_right;
+  // The unit character that the residue at sat_begin - 1 would have to match.
+  const char* unit_phase_left;
+  const char* unit_begin;
+  const char* unit_end;
+  int32_t score;
+  uint32_t num_mismatches;
+  uint32_t num_insertions;
+  uint32_t num_deletions;
+  uint32_t num_Ns;
+  fastvector<missense_entry> missense_list;
+
+  // A one-unit repeat whose unit is [begin, end), score and counts zero.
+  void init(const char* begin, const char* end)
+  {
+    sat_begin = unit_begin = unit_phase_right = begin;
+    sat_end = unit_end = end;
+    unit_phase_left = end - 1;
+    score = 0;
+    num_mismatches = num_insertions = num_deletions = num_Ns = 0;
+    missense_list.clear();
+  }
+
+  uint32_t length() const { return static_cast<uint32_t>(sat_end - sat_begin); }
+  uint32_t unit_length() const { return static_cast<uint32_t>(unit_end - unit_begin); }
+  // The length measured along the unit: "BP" in the native output.
+  uint32_t normalized_length() const { return length() - num_insertions + num_deletions; }
+  // Percentage of positions that agree with the unit; N's count by
+  // global_N_and_perfection_mode.
+  float perfection() const;
+
+  struct lessThan_missense {
+    bool operator()(const missense_entry& a, const missense_entry& b) const
+    {
+      if (a.pos != b.pos)
+        return a.pos < b.pos;
+      return static_cast<signed char>(a.kind) < static_cast<signed char>(b.kind);
+    }
+  };
+
+  void print_repeat_name(FILE* out) const;
+  // Writes one entry in the chosen output format, or nothing when the repeat
+  // is outside the perfection range or its unit repeats a shorter unit.
+  void report_sat(FILE* out, CSequence_Mol& seq, unsigned int& gap_position_counter);
+};
+
+bool lessThan_sat(const Csat* a, const Csat* b);
+
+// The pool of free records. Last in, first out: get_new takes the record
+// returned last, so recycled records stay warm in the cache.
+class Csat_garbagecollector {
+ public:
+  Csat_garbagecollector() = default;
+  Csat_garbagecollector(const Csat_garbagecollector&) = delete;
+  Csat_garbagecollector& operator=(const Csat_garbagecollector&) = delete;
+  ~Csat_garbagecollector();
+
+  Csat* get_new(const char* begin, const char* end);
+  void push_back(Csat* s) { free_sats.push_back(s); }
+
+  std::list<Csat*> free_sats;
+};
+
+extern Csat_garbagecollector sat_alloc;
+
+// A list of records that owns them: what it still holds when destroyed is deleted.
+class CBasicSatContainer {
+ public:
+  CBasicSatContainer() = default;
+  CBasicSatContainer(const CBasicSatContainer&) = delete;
+  CBasicSatContainer& operator=(const CBasicSatContainer&) = delete;
+  ~CBasicSatContainer();
+
+  std::list<Csat*> sats;
+};
+
+// A result list whose records go back to a pool when it is destroyed or a
+// filter removes them.
+class CsatContainer : public CBasicSatContainer {
+ public:
+  explicit CsatContainer(Csat_garbagecollector& pool) : pool(&pool) {}
+  ~CsatContainer();
+
+  // Hands the record at it back to the pool; returns the next position.
+  std::list<Csat*>::iterator remove(std::list<Csat*>::iterator it)
+  {
+    pool->push_back(*it);
+    return sats.erase(it);
+  }
+
+  Csat_garbagecollector* pool;
+};
+
+#endif

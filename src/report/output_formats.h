@@ -1,0 +1,18 @@
+#ifndef OUTPUT_FORMATS_H
+#define OUTPUT_FORMATS_H
+
+#include "report/Csat.h"
+#include "sequence/CSequence_Mol.h"
+
+#include <cstdio>
+#include <list>
+
+// The column description (or header line) of the chosen output format,
+// written once at the head of the report.
+void print_output_format(FILE* out, const char* prefix);
+
+// One record's part of the report: header, one entry per repeat (in list
+// order, which must be ascending by begin) and footer; flushes out.
+void report_SATList(FILE* out, std::list<Csat*> sats, CSequence_Mol& seq);
+
+#endif

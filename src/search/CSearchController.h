@@ -1,0 +1,70 @@
+#ifndef CSEARCHCONTROLLER_H
+#define CSEARCHCONTROLLER_H
+
+#include "report/Csat.h"
+#include "search/CAnchorSeq.h"
+#include "sequence/CSequence_Mol.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <list>
+
+// Searches one sequence. Built per record by the run driver, which runs one
+// search, the filters and the report on it and then destroys it; its result
+// records go back to the pool.
+class CSearchController {
+ public:
+  CSearchController(unsigned int seq_number, CSequence_Mol& seq);
+  ~CSearchController();
+  CSearchController(const CSearchController&) = delete;
+  CSearchController& operator=(const CSearchController&) = delete;
+
+  void exact_search_2();
+  void search_exact_and_extend_to_imperfect_repeats();
+  void complete_imperfect_search(FILE* unused);
+  void unit_len_1_complete_imperfect_search(CAnchorSeq& marks, std::list<Csat*>& result);
+  void one_unit_len_complete_imperfect_search(unsigned int u, CAnchorSeq& marks, std::list<Csat*>& result);
+
+  void extend_imperfect_forward(Csat& sat, const char* bound);
+  void extend_imperfect_backward(Csat& sat, const char* bound);
+  int32_t extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos, const char* unit_begin,
+                                              const char* unit_end, int32_t score, int32_t unit_length,
+                                              uint8_t depth, const char* bound, int32_t best);
+  int32_t extend_imperfect_backward_leap_ahead(const char* pos, const char* unit_pos, const char* unit_begin,
+                                               const char* unit_end, int32_t score, int32_t unit_length,
+                                               uint8_t depth, const char* bound, int32_t best);
+
+  void remove_hidden(CsatContainer& sats);
+  void filter_perfection(CsatContainer& sats);
+
+  unsigned int seq_number;
+  CSequence_Mol& seq;
+  CsatContainer exact_sats;
+  CsatContainer imperfect_sats;
+
+  // Minimum score and length per unit length, built once per process from
+  // the settings. The _user pair holds what the user asked for; the _intern
+  // pair the looser thresholds for seeds of the exact-then-extend mode.
+  static int32_t* minScores_user;
+  static int32_t* minLengths_user;
+  static int32_t* minScores_intern;
+  static int32_t* minLengths_intern;
+  // The active pair, which every search tests against.
+  static int32_t* minScores;
+  static int32_t* minLengths;
+
+  bool passes_active_thresholds(const Csat& sat) const
+  {
+    const uint32_t k = sat.unit_length();
+    return sat.score >= minScores[k] && static_cast<int32_t>(sat.normalized_length()) >= minLengths[k];
+  }
+
+ private:
+  void progress(size_t offset, unsigned int unit_length) const;
+};
+
+// Drops trailing and then leading N's of an extended repeat, moving the phase
+// pointers along; the score is unchanged because N's score 0.
+void trim_Ns(Csat& sat);
+
+#endif

@@ -1,0 +1,155 @@
+#include "search/CSearchController.h"
+
+#include "settings/global-types-and-parameters.h"
+
+namespace {
+
+// Extends a record to the right and then to the left as long as the residues
+// repeat its unit exactly. A run of up to global_Ns_allowed_in_a_row N's is
+// passed with score 0 (unless N's count as mismatches); N's left at either
+// end are trimmed afterwards. The seed unit itself scores nothing.
+void extend_exact(Csat& sat, const char* begin, const char* end)
+{
+  const uint32_t allowed = static_cast<uint32_t>(global_Ns_allowed_in_a_row);
+  const bool pass_Ns = allowed != 0 && !global_treat_Ns_as_missense;
+  const char* ub = sat.unit_begin;
+  const char* ue = sat.unit_end;
+
+  // Right: consumes residues while they equal the unit in phase.
+  const char* p = sat.sat_end;
+  const char* u = sat.unit_phase_right;
+  int32_t score = sat.score;
+  while (p != end) {
+    if (*p == *u) {
+      ++score;
+      ++p;
+      if (++u == ue)
+        u = ub;
+    } else if (*p == 'N' && pass_Ns) {
+      const char* run = p;
+      while (run != end && *run == 'N')
+        ++run;
+      if (static_cast<size_t>(run - p) > allowed)
+        break;
+      sat.num_Ns += static_cast<uint32_t>(run - p);
+      for (; p != run; ++p)
+        if (++u == ue)
+          u = ub;
+    } else {
+      break;
+    }
+  }
+  sat.sat_end = p;
+  sat.unit_phase_right = u;
+
+  // Left, the mirror image: the residue at p - 1 is compared with u.
+  p = sat.sat_begin;
+  u = sat.unit_phase_left;
+  while (p != begin) {
+    if (p[-1] == *u) {
+      ++score;
+      --p;
+      u = (u == ub ? ue : u) - 1;
+    } else if (p[-1] == 'N' && pass_Ns) {
+      const char* run = p;
+      while (run != begin && run[-1] == 'N')
+        --run;
+      if (static_cast<size_t>(p - run) > allowed)
+        break;
+      sat.num_Ns += static_cast<uint32_t>(p - run);
+      for (; p != run; --p)
+        u = (u == ub ? ue : u) - 1;
+    } else {
+      break;
+    }
+  }
+  sat.sat_begin = p;
+  sat.unit_phase_left = u;
+  sat.score = score;
+  trim_Ns(sat);
+}
+
+} // namespace
+
+void CSearchController::exact_search_2()
+{
+  const uint32_t n = seq.residues.size();
+  if (n == 0)
+    return;
+  const char* s = seq.residues.data();
+  const char* s_end = s + n;
+  CAnchorSeq marks(seq);
+  Csat* spare = nullptr;
+  auto take_spare = [&](const char* b, const char* e) {
+    if (!spare)
+      spare = sat_alloc.get_new(b, e);
+    else
+      spare->init(b, e);
+    return spare;
+  };
+
+  // Unit length 1: after an accepted run the next seed is the residue after it.
+  if (global_min_unit_length <= 1) {
+    size_t p = 0;
+    while (p < n && s[p] == 'N')
+      ++p;
+    while (p + 1 < n) {
+      progress(p, 1);
+      Csat* sat = take_spare(s + p, s + p + 1);
+      extend_exact(*sat, s, s_end);
+      if (passes_active_thresholds(*sat)) {
+        exact_sats.sats.push_back(sat);
+        spare = nullptr;
+        p = static_cast<size_t>(sat->sat_end - s) - 1;
+      }
+      ++p;
+      while (p < n && s[p] == 'N')
+        ++p;
+    }
+  }
+
+  for (size_t k = global_min_unit_length < 2 ? 2 : global_min_unit_length; k <= global_max_unit_length; ++k) {
+    size_t next_N = 0; // the first N at or after the window start
+    while (next_N < n && s[next_N] != 'N')
+      ++next_N;
+    // Windows end one residue before the sequence end at the latest: a
+    // repeat touching the last residue is found from an earlier window.
+    for (size_t w = 0; w + k < n; ++w) {
+      progress(w, static_cast<unsigned int>(k));
+      if (next_N < w) {
+        next_N = w;
+        while (next_N < n && s[next_N] != 'N')
+          ++next_N;
+      }
+      if (!marks.window_is_free(w, w + k) || next_N < w + k)
+        continue;
+      const char* ws = s + w;
+      bool one_residue = true;
+      for (size_t i = 1; i < k && one_residue; ++i)
+        one_residue = ws[i] == ws[0];
+      if (one_residue)
+        continue; // such stretches belong to unit length 1
+
+      Csat* sat = take_spare(ws, ws + k);
+      extend_exact(*sat, s, s_end);
+      if (!passes_active_thresholds(*sat))
+        continue;
+      // Only a repeat the user would see keeps the windows inside it from
+      // being tried again, now and for longer units.
+      if (sat->score >= minScores_user[k] && static_cast<int32_t>(sat->normalized_length()) >= minLengths_user[k]) {
+        const float perfection = sat->perfection();
+        if (global_min_perfection <= perfection && perfection <= global_max_perfection) {
+          marks.cover(static_cast<size_t>(sat->sat_begin - s), static_cast<size_t>(sat->sat_end - s));
+          for (const missense_entry& e : sat->missense_list)
+            marks.free_at(static_cast<size_t>(e.pos - s));
+        }
+      }
+      exact_sats.sats.push_back(sat);
+      spare = nullptr;
+    }
+  }
+
+  if (spare)
+    sat_alloc.push_back(spare);
+  exact_sats.sats.sort(lessThan_sat);
+}

@@ -1,0 +1,281 @@
+#include "search/CSearchController.h"
+
+#include "settings/global-types-and-parameters.h"
+
+#include <algorithm>
+
+// The imperfect extension aligns the residues beyond one end of a repeat
+// against the endless repetition of its unit: +1 per match, 0 per passed N,
+// and a mismatch, insertion or deletion where a residue does not fit, if a
+// bounded look-ahead shows that the alignment can recover. Both directions
+// share one implementation: a cursor points at the next residue to examine
+// (forward: sat_end; backward: sat_begin - 1) and moves by Dir.
+
+namespace {
+
+template <int Dir>
+inline const char* step_unit(const char* u, const char* ub, const char* ue)
+{
+  if (Dir > 0)
+    return u + 1 == ue ? ub : u + 1;
+  return (u == ub ? ue : u) - 1;
+}
+
+// The settings the extension reads, gathered once per extension.
+struct Scoring {
+  int32_t mismatch, indel, prefer_longer;
+  int64_t max_reduction; // unlimited: larger than any score distance
+  unsigned max_depth;
+  uint32_t allowed_Ns;
+  bool pass_Ns;
+
+  Scoring()
+      : mismatch(global_mismatch_score), indel(global_indel_score), prefer_longer(global_prefer_longer_repeat),
+        max_reduction(global_maximum_scorereduction == SCOREREDUCTION_UNLIMITED ? INT64_C(1) << 40
+                                                                                : global_maximum_scorereduction),
+        // The depth is carried in 8 bits, so deeper settings are clamped.
+        max_depth(static_cast<unsigned>(std::min(global_maximum_recursion_depth, 255))),
+        allowed_Ns(static_cast<uint32_t>(global_Ns_allowed_in_a_row)),
+        pass_Ns(global_Ns_allowed_in_a_row != 0 && !global_treat_Ns_as_missense)
+  {
+  }
+
+  // Paths whose score falls to this bound or below are not explored. With the
+  // reduction unlimited only the floor -L - P remains.
+  int64_t prune_bound(int32_t best, int32_t unit_length) const
+  {
+    return std::max(static_cast<int64_t>(best) - max_reduction, -static_cast<int64_t>(unit_length)) - prefer_longer;
+  }
+};
+
+// Length of the run of N's starting at the cursor c, not passing bound.
+template <int Dir>
+inline uint32_t N_run(const char* c, const char* bound)
+{
+  const char* r = c;
+  while (r != bound && *r == 'N')
+    r += Dir;
+  return static_cast<uint32_t>((r - c) * Dir);
+}
+
+// The best score reachable from cursor c (unit character u aligned with it)
+// with at most max_depth - depth further edits.
+template <int Dir>
+int32_t look_ahead(const Scoring& g, const char* c, const char* u, const char* ub, const char* ue, int32_t sc,
+                   int32_t unit_length, unsigned depth, const char* bound, int32_t best)
+{
+  // Exact phase: consumes matches and passable N runs; stops at a differing
+  // residue, at the bound or at an N run that is too long.
+  for (;;) {
+    if (c == bound)
+      return sc;
+    if (*c == *u) {
+      ++sc;
+      c += Dir;
+      u = step_unit<Dir>(u, ub, ue);
+    } else if (*c == 'N' && g.pass_Ns) {
+      uint32_t run = N_run<Dir>(c, bound);
+      if (run > g.allowed_Ns)
+        return sc;
+      for (uint32_t i = 0; i < run; ++i) {
+        c += Dir;
+        u = step_unit<Dir>(u, ub, ue);
+      }
+    } else {
+      break;
+    }
+  }
+  if (depth == g.max_depth)
+    return sc;
+
+  best = std::max(best, sc);
+  const int64_t bound_score = g.prune_bound(best, unit_length);
+  int32_t result = sc;
+  if (bound_score < static_cast<int64_t>(sc) + g.mismatch)
+    result = std::max(result, look_ahead<Dir>(g, c + Dir, step_unit<Dir>(u, ub, ue), ub, ue, sc + g.mismatch,
+                                              unit_length, depth + 1, bound, best));
+  if (bound_score < static_cast<int64_t>(sc) + g.indel) {
+    result = std::max(result, look_ahead<Dir>(g, c + Dir, u, ub, ue, sc + g.indel, unit_length, depth + 1, bound,
+                                              best));
+    result = std::max(result, look_ahead<Dir>(g, c, step_unit<Dir>(u, ub, ue), ub, ue, sc + g.indel,
+                                              unit_length, depth + 1, bound, best));
+  }
+  return result;
+}
+
+// A copy of the record at its best score so far, to return to when the
+// extension cannot do better.
+class BestState {
+ public:
+  explicit BestState(const Csat& sat) { save(sat); }
+
+  void save(const Csat& sat)
+  {
+    sat_begin = sat.sat_begin;
+    sat_end = sat.sat_end;
+    unit_phase_right = sat.unit_phase_right;
+    unit_phase_left = sat.unit_phase_left;
+    unit_begin = sat.unit_begin;
+    unit_end = sat.unit_end;
+    score = sat.score;
+    num_mismatches = sat.num_mismatches;
+    num_insertions = sat.num_insertions;
+    num_deletions = sat.num_deletions;
+    num_Ns = sat.num_Ns;
+    const uint32_t n = sat.missense_list.size();
+    entries.reserve_exactly(n);
+    std::copy(sat.missense_list.begin(), sat.missense_list.end(), entries.begin());
+    entries.resize_within_capacity(n);
+  }
+
+  void restore(Csat& sat) const
+  {
+    sat.sat_begin = sat_begin;
+    sat.sat_end = sat_end;
+    sat.unit_phase_right = unit_phase_right;
+    sat.unit_phase_left = unit_phase_left;
+    sat.unit_begin = unit_begin;
+    sat.unit_end = unit_end;
+    sat.score = score;
+    sat.num_mismatches = num_mismatches;
+    sat.num_insertions = num_insertions;
+    sat.num_deletions = num_deletions;
+    sat.num_Ns = num_Ns;
+    const uint32_t n = entries.size();
+    sat.missense_list.reserve_exactly(n);
+    std::copy(entries.begin(), entries.end(), sat.missense_list.begin());
+    sat.missense_list.resize_within_capacity(n);
+  }
+
+  int32_t score;
+
+ private:
+  const char *sat_begin, *sat_end, *unit_phase_right, *unit_phase_left, *unit_begin, *unit_end;
+  uint32_t num_mismatches, num_insertions, num_deletions, num_Ns;
+  fastvector<missense_entry> entries;
+};
+
+template <int Dir>
+void extend(Csat& sat, const char* bound)
+{
+  const Scoring g;
+  const int32_t unit_length = static_cast<int32_t>(sat.unit_length());
+  const char* ub = sat.unit_begin;
+  const char* ue = sat.unit_end;
+  const char*& phase = Dir > 0 ? sat.unit_phase_right : sat.unit_phase_left;
+  // The moving end of the record for a cursor position c.
+  auto move_end = [&sat](const char* c) {
+    if (Dir > 0)
+      sat.sat_end = c;
+    else
+      sat.sat_begin = c + 1;
+  };
+
+  BestState best(sat);
+  for (;;) {
+    const char* c = Dir > 0 ? sat.sat_end : sat.sat_begin - 1;
+    if (c == bound)
+      break;
+    if (*c == *phase) {
+      ++sat.score;
+      move_end(c + Dir);
+      phase = step_unit<Dir>(phase, ub, ue);
+      continue;
+    }
+    if (*c == 'N' && g.pass_Ns) {
+      uint32_t run = N_run<Dir>(c, bound);
+      if (run > g.allowed_Ns)
+        break;
+      for (uint32_t i = 0; i < run; ++i) {
+        phase = step_unit<Dir>(phase, ub, ue);
+        c += Dir;
+        ++sat.num_Ns;
+      }
+      move_end(c);
+      continue;
+    }
+
+    // A differing residue. With P = 1 an equal score also replaces the best
+    // state, so that of two equally good alignments the longer one is kept.
+    const int32_t sc = sat.score;
+    if (sc > best.score - g.prefer_longer)
+      best.save(sat);
+    const int64_t bound_score = g.prune_bound(best.score, unit_length);
+    const char* next_u = step_unit<Dir>(phase, ub, ue);
+    char choice = 0;
+    int32_t chosen = 0;
+    if (bound_score < static_cast<int64_t>(sc) + g.mismatch) {
+      chosen = look_ahead<Dir>(g, c + Dir, next_u, ub, ue, sc + g.mismatch, unit_length, 1, bound, best.score);
+      choice = 'M';
+    }
+    if (bound_score < static_cast<int64_t>(sc) + g.indel) {
+      int32_t r = look_ahead<Dir>(g, c + Dir, phase, ub, ue, sc + g.indel, unit_length, 1, bound, best.score);
+      if (!choice || r > chosen) {
+        choice = 'I';
+        chosen = r;
+      }
+      r = look_ahead<Dir>(g, c, next_u, ub, ue, sc + g.indel, unit_length, 1, bound, best.score);
+      if (r > chosen) {
+        choice = 'D';
+        chosen = r;
+      }
+    }
+    if (!choice) {
+      if (sc + g.prefer_longer < best.score)
+        best.restore(sat);
+      return;
+    }
+
+    // Commit the chosen edit whatever its look-ahead promised; the best state
+    // is restored at the end if the path does not recover.
+    switch (choice) {
+    case 'M':
+      sat.missense_list.push_back({c, 'M'});
+      sat.score += g.mismatch;
+      ++sat.num_mismatches;
+      move_end(c + Dir);
+      phase = next_u;
+      break;
+    case 'I':
+      sat.missense_list.push_back({c, 'I'});
+      sat.score += g.indel;
+      ++sat.num_insertions;
+      move_end(c + Dir);
+      break;
+    default:
+      // A deletion is recorded at the residue that follows the missing unit
+      // character in sequence order.
+      sat.missense_list.push_back({Dir > 0 ? c : c + 1, 'D'});
+      sat.score += g.indel;
+      ++sat.num_deletions;
+      phase = next_u;
+      break;
+    }
+  }
+  if (sat.score <= best.score - g.prefer_longer)
+    best.restore(sat);
+}
+
+} // namespace
+
+void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound) { extend<1>(sat, bound); }
+
+void CSearchController::extend_imperfect_backward(Csat& sat, const char* bound) { extend<-1>(sat, bound); }
+
+int32_t CSearchController::extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos,
+                                                               const char* unit_begin, const char* unit_end,
+                                                               int32_t score, int32_t unit_length, uint8_t depth,
+                                                               const char* bound, int32_t best)
+{
+  return look_ahead<1>(Scoring(), pos, unit_pos, unit_begin, unit_end, score, unit_length, depth, bound, best);
+}
+
+int32_t CSearchController::extend_imperfect_backward_leap_ahead(const char* pos, const char* unit_pos,
+                                                                const char* unit_begin, const char* unit_end,
+                                                                int32_t score, int32_t unit_length, uint8_t depth,
+                                                                const char* bound, int32_t best)
+{
+  // The residue compared next is the one before pos.
+  return look_ahead<-1>(Scoring(), pos - 1, unit_pos, unit_begin, unit_end, score, unit_length, depth, bound,
+                        best);
+}

@@ -1,0 +1,59 @@
+#include "sequence/CFile.h"
+
+CFile::CFile()
+    : state(fail_flag), line(1), buffer_pos(nullptr), buffer_end(nullptr), buffer(new char[BUFFER_SIZE])
+{
+  buffer_pos = buffer_end = buffer.get();
+}
+
+CFile::~CFile() { ffclose(); }
+
+void CFile::ffopen(const std::string& name)
+{
+  ffclose();
+  state = good_flag;
+  read_error_text.clear();
+  file = gzopen(name.c_str(), "rb");
+  if (!file)
+    state = fail_flag;
+  else
+    gzbuffer(file, 1u << 18);
+  line = 1;
+  buffer_pos = buffer_end = buffer.get();
+}
+
+void CFile::ffclose()
+{
+  if (file)
+    gzclose(file);
+  file = nullptr;
+}
+
+// Reads the next block. Returns false, with eof_flag and fail_flag set, when
+// no byte could be read.
+bool CFile::refill()
+{
+  char* start = buffer.get();
+  unsigned int room = BUFFER_SIZE;
+  if (buffer_pos != start) {
+    start[0] = buffer_pos[-1];
+    ++start;
+    --room;
+  }
+  int got = 0;
+  if (file) {
+    got = gzread(file, start, room);
+    if (got <= 0) {
+      int errnum = Z_OK;
+      const char* text = gzerror(file, &errnum);
+      if (errnum != Z_OK && errnum != Z_STREAM_END && read_error_text.empty())
+        read_error_text = text ? text : "read error";
+      got = 0;
+    }
+  }
+  buffer_pos = start;
+  buffer_end = start + got;
+  if (got == 0)
+    state = (state | eof_flag | fail_flag) & ~good_flag;
+  return !(state & fail_flag);
+}

@@ -1,0 +1,49 @@
+#ifndef CSEQUENCE_MOL_H
+#define CSEQUENCE_MOL_H
+
+#include "sequence/CFile.h"
+#include "sequence/faststring.h"
+#include "sequence/fastvector.h"
+
+#include <cstdio>
+
+// One FASTA record: the header, its name and description, and the cleaned
+// residues the search works on (upper case, A C G T or 'N'), with counts by
+// kind and the positions of the gap characters taken out, so that a masked
+// copy can put them back.
+class CSequence_Mol {
+ public:
+  enum DataTypeEnum { dna };
+
+  CSequence_Mol();
+
+  // Read the next record; gaps ('-', '*') are taken out and their positions kept.
+  void readFastaSequence_toupper_ambig2N_removegaps(CFile& in);
+  // Read the next record; gaps become the ambiguity character.
+  void readFastaSequence_toupper_ambig2N_gaps2N(CFile& in);
+  void find_fastaname_and_description();
+  // FASTA with at most width residues per line and the gaps back in place.
+  void writeSequence_fill_in_gaps_and_stars(FILE* out, unsigned int width);
+
+  // Residues plus removed gaps: the record's length as written in the input.
+  uint32_t input_length() const { return count_ACGTU + count_ambig + count_gaps; }
+
+  faststring full_name;
+  faststring name;
+  faststring description;
+  faststring residues;
+  DataTypeEnum type = dna;
+  char ambig_char = 'N';
+  uint32_t count_ACGTU = 0;
+  uint32_t count_ambig = 0;
+  uint32_t count_gaps = 0;
+  fastvector<uint32_t> removed_pos;
+  fastvector<uint32_t> dash_pos;
+  fastvector<uint32_t> star_pos;
+
+ private:
+  template <bool gaps_to_N>
+  void read_fasta(CFile& in);
+};
+
+#endif

@@ -1,0 +1,75 @@
+#ifndef FASTVECTOR_H
+#define FASTVECTOR_H
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+// Growth of a position or missense list that cannot be had ends the run:
+// the message goes to standard output and the status is 0, as it always has.
+[[noreturn]] inline void abort_failed_realloc()
+{
+  std::fputs("Program aborded due to failed realloc!\n", stdout);
+  std::fflush(stdout);
+  std::exit(0);
+}
+
+// Next capacity of a list that grows by doubling from 4, held in 32 bits.
+inline uint32_t grown_capacity(uint32_t capacity)
+{
+  if (capacity == 0)
+    return 4;
+  if (capacity > UINT32_MAX / 2)
+    return capacity == UINT32_MAX ? 0 : UINT32_MAX;
+  return capacity * 2;
+}
+
+// A growable array of plain values, with 32-bit length and capacity.
+template <typename T>
+class fastvector {
+ public:
+  fastvector() = default;
+  fastvector(const fastvector&) = delete;
+  fastvector& operator=(const fastvector&) = delete;
+  ~fastvector() { std::free(data_); }
+
+  void push_back(const T& v)
+  {
+    if (length_ == capacity_)
+      grow(grown_capacity(capacity_));
+    data_[length_++] = v;
+  }
+  // Makes room for exactly n elements when there is less; never shrinks.
+  void reserve_exactly(uint32_t n)
+  {
+    if (n > capacity_)
+      grow(n);
+  }
+  void clear() { length_ = 0; }
+  void resize_within_capacity(uint32_t n) { length_ = n; }
+
+  uint32_t size() const { return length_; }
+  uint32_t capacity() const { return capacity_; }
+  T* begin() { return data_; }
+  T* end() { return data_ + length_; }
+  const T* begin() const { return data_; }
+  const T* end() const { return data_ + length_; }
+  T& operator[](uint32_t i) { return data_[i]; }
+  const T& operator[](uint32_t i) const { return data_[i]; }
+
+ private:
+  void grow(uint32_t n)
+  {
+    void* p = n == 0 ? nullptr : std::realloc(data_, sizeof(T) * static_cast<size_t>(n));
+    if (!p)
+      abort_failed_realloc();
+    data_ = static_cast<T*>(p);
+    capacity_ = n;
+  }
+
+  T* data_ = nullptr;
+  uint32_t length_ = 0;
+  uint32_t capacity_ = 0;
+};
+
+#endif
