@@ -11,8 +11,34 @@
 #include "settings/number2cstring.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
+
+namespace {
+
+// Exit codes beyond the classic ones; each is written by good_bye_on_error.
+const int ERROR_MASKED_FILE_OPEN = -103; // status 153
+const int ERROR_WRITE = -104;            // status 152: report, standard output or masked file
+const int ERROR_INPUT_READ = -105;       // status 151: corrupt compressed input or I/O error
+const int ERROR_RECORD_TOO_LONG = -106;  // status 150
+
+// A stream whose writes failed (disk full, I/O error) ends the run: what was
+// written stays, and the user learns which file is incomplete.
+bool write_failed(FILE* f, const char* name, bool closing = false)
+{
+  bool failed = closing ? std::fclose(f) != 0 : (std::fflush(f) != 0 || std::ferror(f));
+  if (!failed)
+    return false;
+  const char* reason = std::strerror(errno ? errno : EIO);
+  general_PrintMessage(stderr, "Sorry! Failed to write to \n   \"", name, "\"\n");
+  general_PrintMessage(stderr, "(", reason, "). The output is incomplete.\n");
+  good_bye_on_error(ERROR_WRITE);
+  return true;
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -46,6 +72,7 @@ int main(int argc, char** argv)
       return -102;
     }
   }
+  const char* out_name = global_output_filename.empty() ? "standard output" : global_output_filename.c_str();
 
   creator_message(stderr, "");
   print_search_parameters(stderr, "");
@@ -54,19 +81,20 @@ int main(int argc, char** argv)
   creator_message(out, "# ");
   print_search_parameters(out, "# ");
   print_output_format(out, "# ");
-  std::fflush(out);
+  if (write_failed(out, out_name))
+    return ERROR_WRITE;
 
   const bool masking = global_mask_X || global_mask_lower;
+  const std::string masked_name = global_input_filename + ".masked";
   if (masking) {
     // Without the masked file the user would lose what was asked for, so
     // the run ends here, like a failure to open the output file.
-    const std::string masked_name = global_input_filename + ".masked";
     masked = std::fopen(masked_name.c_str(), "w");
     if (!masked) {
       general_PrintMessage(stderr, "Sorry! Failed to open file\n   \"", masked_name.c_str(),
                            "\"\nfor the masked sequences.\n");
-      good_bye_on_error(-103);
-      return -103;
+      good_bye_on_error(ERROR_MASKED_FILE_OPEN);
+      return ERROR_MASKED_FILE_OPEN;
     }
   }
 
@@ -77,6 +105,23 @@ int main(int argc, char** argv)
       seq.readFastaSequence_toupper_ambig2N_gaps2N(in);
     else
       seq.readFastaSequence_toupper_ambig2N_removegaps(in);
+    if (seq.too_long) {
+      general_PrintMessage(stderr, "Sorry! A sequence in the input file is longer than ",
+                           number2str(CSequence_Mol::max_length), " characters,\n");
+      general_PrintMessage(stderr, "the longest Zerlan can handle. File position: line ",
+                           number2str(in.line_number()), "\n");
+      good_bye_on_error(ERROR_RECORD_TOO_LONG);
+      return ERROR_RECORD_TOO_LONG;
+    }
+    // The input ended on a decompression or read error: the last record may
+    // be cut short, so it is not reported as if it were complete.
+    if (!in.read_error().empty()) {
+      general_PrintMessage(stderr, "Sorry! The input file \n   \"", global_input_filename.c_str(),
+                           "\"\ncould not be read completely: ");
+      general_PrintMessage(stderr, in.read_error().c_str(), "\n");
+      good_bye_on_error(ERROR_INPUT_READ);
+      return ERROR_INPUT_READ;
+    }
     if (in.fail() && !in.eof()) {
       general_PrintMessage(stderr, "\n\n", "An error occurred while reading the input file. It might not be a "
                                            "valid fasta file.\n");
@@ -106,24 +151,28 @@ int main(int argc, char** argv)
       found = &controller.imperfect_sats;
     }
     report_SATList(out, found->sats, seq);
+    if (write_failed(out, out_name))
+      return ERROR_WRITE;
 
     if (masking) {
+      // Masking follows the report, so reported sequences are never masked.
       char* residues = seq.residues.data();
       for (const Csat* sat : found->sats) {
-        char* begin = residues + (sat->sat_begin - residues);
         char* end = residues + (sat->sat_end - residues);
-        for (char* p = begin; p != end; ++p)
+        for (char* p = residues + (sat->sat_begin - residues); p != end; ++p)
           *p = global_mask_lower ? static_cast<char>(std::tolower(static_cast<unsigned char>(*p))) : 'X';
       }
       seq.writeSequence_fill_in_gaps_and_stars(masked, 80);
+      if (write_failed(masked, masked_name.c_str()))
+        return ERROR_WRITE;
     }
   }
 
-  if (masked)
-    std::fclose(masked);
+  if (masked && write_failed(masked, masked_name.c_str(), true))
+    return ERROR_WRITE;
   in.ffclose();
   good_bye(out);
-  if (out != stdout)
-    std::fclose(out);
+  if (out != stdout ? write_failed(out, out_name, true) : write_failed(out, out_name))
+    return ERROR_WRITE;
   return 0;
 }

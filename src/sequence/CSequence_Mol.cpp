@@ -44,6 +44,8 @@ inline void mark_invalid(CFile& in) { in.state = CFile::fail_flag; }
 
 } // namespace
 
+uint32_t CSequence_Mol::max_length = 2147483647;
+
 CSequence_Mol::CSequence_Mol() { residues.reserve(0); }
 
 void CSequence_Mol::readFastaSequence_toupper_ambig2N_removegaps(CFile& in) { read_fasta<false>(in); }
@@ -59,6 +61,7 @@ void CSequence_Mol::read_fasta(CFile& in)
   removed_pos.clear();
   dash_pos.clear();
   star_pos.clear();
+  too_long = false;
 
   char c = in.getchar();
   while (!in.fail() && is_space(c))
@@ -130,7 +133,11 @@ void CSequence_Mol::read_fasta(CFile& in)
         mark_invalid(in);
         return;
       }
-      ++position;
+      if (++position == max_length) {
+        too_long = true;
+        mark_invalid(in);
+        return;
+      }
     }
   }
 }

@@ -41,6 +41,12 @@ class CSequence_Mol {
   fastvector<uint32_t> dash_pos;
   fastvector<uint32_t> star_pos;
 
+  // Positions are reported as signed 32-bit numbers, so a record may hold at
+  // most this many residues and gaps. A longer one sets too_long and the
+  // reader's fail flag.
+  static uint32_t max_length;
+  bool too_long = false;
+
  private:
   template <bool gaps_to_N>
   void read_fasta(CFile& in);
