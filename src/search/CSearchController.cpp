@@ -47,6 +47,15 @@ CSearchController::CSearchController(unsigned int seq_number, CSequence_Mol& seq
   minLengths = minLengths_user;
 }
 
+void CSearchController::release_tables()
+{
+  for (int32_t** table : {&minScores_user, &minLengths_user, &minScores_intern, &minLengths_intern}) {
+    delete[] *table;
+    *table = nullptr;
+  }
+  minScores = minLengths = nullptr;
+}
+
 CSearchController::~CSearchController() = default; // imperfect_sats first, then exact_sats
 
 void CSearchController::progress(size_t offset, unsigned int unit_length) const

@@ -53,6 +53,11 @@ class CSearchController {
   static int32_t* minScores;
   static int32_t* minLengths;
 
+  // Frees the tables so that the next controller builds them anew from the
+  // settings then in force; for harnesses that run Zerlan several times in
+  // one process. The program itself keeps them until it ends.
+  static void release_tables();
+
   bool passes_active_thresholds(const Csat& sat) const
   {
     const uint32_t k = sat.unit_length();
