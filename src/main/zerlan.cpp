@@ -1,5 +1,18 @@
 // Zerlan: searches DNA sequences in FASTA format for tandem repeats.
 
+#include "main/console.h"
 #include "main/run.h"
 
-int main(int argc, char** argv) { return run_zerlan(argc, argv); }
+#include <new>
+
+int main(int argc, char** argv)
+{
+  try {
+    return run_zerlan(argc, argv);
+  } catch (const std::bad_alloc&) {
+    // What was written so far stays; the user learns why the rest is missing.
+    general_PrintMessage(stderr, "\nSorry! Zerlan ran out of memory.\n");
+    good_bye_on_error(-107);
+    return -107;
+  }
+}

@@ -3,7 +3,9 @@
 #include "main/console.h"
 #include "settings/global-types-and-parameters.h"
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 int32_t* CSearchController::minScores_user = nullptr;
 int32_t* CSearchController::minLengths_user = nullptr;
@@ -12,47 +14,71 @@ int32_t* CSearchController::minLengths_intern = nullptr;
 int32_t* CSearchController::minScores = nullptr;
 int32_t* CSearchController::minLengths = nullptr;
 
-// max(floor, ceil(a + k*b)) for k = 0 … global_max_unit_length, the sum in
+namespace {
+
+// The rule of a user threshold table: max(floor, ceil(a + k*b)), the sum in
 // single precision as the thresholds have always been computed.
-static int32_t* threshold_table(int32_t floor_value, int32_t a, float b)
-{
-  const size_t entries = static_cast<size_t>(global_max_unit_length) + 1;
-  int32_t* table = new int32_t[entries];
-  for (size_t k = 0; k < entries; ++k) {
+struct ThresholdRule {
+  int32_t floor_value, a;
+  float b;
+
+  int32_t at(size_t k) const
+  {
     float value = std::ceil(static_cast<float>(a) + static_cast<float>(k) * b);
     // A value outside the 32-bit range (or not a number) converts to the
     // smallest integer, as the processor's conversion does, so the floor decides.
     int32_t rounded = value >= -2147483648.0f && value < 2147483648.0f ? static_cast<int32_t>(value) : INT32_MIN;
-    table[k] = rounded > floor_value ? rounded : floor_value;
+    return rounded > floor_value ? rounded : floor_value;
   }
-  return table;
-}
+};
+
+// The tables are fixed by the settings in force at the first construction.
+// They cover every unit length up to global_max_unit_length, except that an
+// enormous maximum is only covered as far as a record can use it: a unit
+// must be shorter than its record, so entries beyond the longest record so
+// far are added when a longer record comes.
+struct ThresholdTables {
+  bool built = false;
+  ThresholdRule score_rule{}, length_rule{};
+  std::vector<int32_t> scores_user, lengths_user, scores_intern, lengths_intern;
+
+  void cover(size_t entries)
+  {
+    if (!built) {
+      score_rule = {global_min_score, global_min_score_a, global_min_score_bx};
+      length_rule = {global_min_length, global_min_length_a, global_min_length_bx};
+      built = true;
+    }
+    for (size_t k = scores_user.size(); k < entries; ++k) {
+      scores_user.push_back(score_rule.at(k));
+      lengths_user.push_back(length_rule.at(k));
+      scores_intern.push_back(k < 4 ? 4 : static_cast<int32_t>(k)); // seeds: max(k, 4)
+      lengths_intern.push_back(0);
+    }
+  }
+};
+
+ThresholdTables tables;
+
+} // namespace
 
 CSearchController::CSearchController(unsigned int seq_number, CSequence_Mol& seq)
     : seq_number(seq_number), seq(seq), exact_sats(sat_alloc), imperfect_sats(sat_alloc)
 {
-  const size_t entries = static_cast<size_t>(global_max_unit_length) + 1;
-  if (!minScores_user)
-    minScores_user = threshold_table(global_min_score, global_min_score_a, global_min_score_bx);
-  if (!minLengths_user)
-    minLengths_user = threshold_table(global_min_length, global_min_length_a, global_min_length_bx);
-  if (!minScores_intern) {
-    minScores_intern = new int32_t[entries];
-    for (size_t k = 0; k < entries; ++k)
-      minScores_intern[k] = k < 4 ? 4 : static_cast<int32_t>(k);
-  }
-  if (!minLengths_intern)
-    minLengths_intern = new int32_t[entries]();
+  const size_t usable = std::max<size_t>(seq.residues.size(), 1024);
+  tables.cover(std::min<size_t>(global_max_unit_length, usable) + 1);
+  minScores_user = tables.scores_user.data();
+  minLengths_user = tables.lengths_user.data();
+  minScores_intern = tables.scores_intern.data();
+  minLengths_intern = tables.lengths_intern.data();
   minScores = minScores_user;
   minLengths = minLengths_user;
 }
 
 void CSearchController::release_tables()
 {
-  for (int32_t** table : {&minScores_user, &minLengths_user, &minScores_intern, &minLengths_intern}) {
-    delete[] *table;
-    *table = nullptr;
-  }
+  tables = ThresholdTables();
+  minScores_user = minLengths_user = minScores_intern = minLengths_intern = nullptr;
   minScores = minLengths = nullptr;
 }
 

@@ -108,7 +108,9 @@ void CSearchController::exact_search_2()
     }
   }
 
-  for (size_t k = global_min_unit_length < 2 ? 2 : global_min_unit_length; k <= global_max_unit_length; ++k) {
+  // A unit must be shorter than the sequence for any window to exist.
+  for (size_t k = global_min_unit_length < 2 ? 2 : global_min_unit_length; k <= global_max_unit_length && k < n;
+       ++k) {
     size_t next_N = 0; // the first N at or after the window start
     while (next_N < n && s[next_N] != 'N')
       ++next_N;

@@ -54,7 +54,8 @@ void CSearchController::complete_imperfect_search(FILE*)
     marks.reset();
     u = 2;
   }
-  for (; u <= global_max_unit_length; ++u)
+  // A unit must be shorter than the sequence for any seed to exist.
+  for (; u <= global_max_unit_length && u < seq.residues.size(); ++u)
     one_unit_len_complete_imperfect_search(u, marks, imperfect_sats.sats);
   imperfect_sats.sats.sort(lessThan_sat);
 }
