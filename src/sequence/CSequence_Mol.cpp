@@ -133,7 +133,7 @@ void CSequence_Mol::read_fasta(CFile& in)
         mark_invalid(in);
         return;
       }
-      if (++position == max_length) {
+      if (++position > max_length) {
         too_long = true;
         mark_invalid(in);
         return;

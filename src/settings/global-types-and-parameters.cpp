@@ -76,6 +76,25 @@ void init_param()
   global_VELTA_run = false;
 }
 
+namespace {
+
+// The file names: every word that no option claims. A word that starts with
+// '-' is refused, so that a mistyped option is a parse error rather than a
+// file name; after "--" every word is a name.
+class FileNamesArg : public TCLAP::UnlabeledMultiArg<std::string> {
+ public:
+  using TCLAP::UnlabeledMultiArg<std::string>::UnlabeledMultiArg;
+  bool processArg(int* i, std::vector<std::string>& args) override
+  {
+    const std::string& word = args[static_cast<size_t>(*i)];
+    if (word.size() > 1 && word[0] == '-' && !TCLAP::Arg::ignoreRest())
+      return false;
+    return TCLAP::UnlabeledMultiArg<std::string>::processArg(i, args);
+  }
+};
+
+} // namespace
+
 static void error_message(const char* a, const char* b = "", const char* c = "")
 {
   std::fputs(a, stderr);
@@ -223,7 +242,7 @@ int read_and_init_parameters(int argc, char** argv)
         "Searches for exact repeats and extends them by inserting mismatches and indels. imperfect: "
         "Searches directly for imperfect repeats.",
         false, "imperfect", &allowed_modes);
-    TCLAP::UnlabeledMultiArg<std::string> iofiles("iofiles",
+    FileNamesArg iofiles("iofiles",
         "Zerlan requires either one or two file names as parameters. The first must be the input file in "
         "FASTA format. If a second file is specified, output is written to it. If no second file is given, "
         "output is written to the console. ",
