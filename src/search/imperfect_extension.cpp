@@ -58,50 +58,55 @@ inline uint32_t N_run(const char* c, const char* bound)
   return static_cast<uint32_t>((r - c) * Dir);
 }
 
-// The best score reachable from cursor c (unit character u aligned with it)
-// with at most max_depth - depth further edits.
+// The look-ahead of one extension: what stays fixed while it recurses.
 template <int Dir>
-int32_t look_ahead(const Scoring& g, const char* c, const char* u, const char* ub, const char* ue, int32_t sc,
-                   int32_t unit_length, unsigned depth, const char* bound, int32_t best)
-{
-  // Exact phase: consumes matches and passable N runs; stops at a differing
-  // residue, at the bound or at an N run that is too long.
-  for (;;) {
-    if (c == bound)
-      return sc;
-    if (*c == *u) {
-      ++sc;
-      c += Dir;
-      u = step_unit<Dir>(u, ub, ue);
-    } else if (*c == 'N' && g.pass_Ns) {
-      uint32_t run = N_run<Dir>(c, bound);
-      if (run > g.allowed_Ns)
+struct LookAhead {
+  const Scoring& g;
+  const char* ub; // the unit
+  const char* ue;
+  int32_t unit_length;
+  const char* bound;
+
+  // The best score reachable from cursor c (unit character u aligned with
+  // it) with at most max_depth - depth further edits.
+  int32_t run(const char* c, const char* u, int32_t sc, unsigned depth, int32_t best) const
+  {
+    // Exact phase: consumes matches and passable N runs; stops at a differing
+    // residue, at the bound or at an N run that is too long.
+    for (;;) {
+      if (c == bound)
         return sc;
-      for (uint32_t i = 0; i < run; ++i) {
+      if (*c == *u) {
+        ++sc;
         c += Dir;
         u = step_unit<Dir>(u, ub, ue);
+      } else if (*c == 'N' && g.pass_Ns) {
+        uint32_t run_length = N_run<Dir>(c, bound);
+        if (run_length > g.allowed_Ns)
+          return sc;
+        for (uint32_t i = 0; i < run_length; ++i) {
+          c += Dir;
+          u = step_unit<Dir>(u, ub, ue);
+        }
+      } else {
+        break;
       }
-    } else {
-      break;
     }
-  }
-  if (depth == g.max_depth)
-    return sc;
+    if (depth == g.max_depth)
+      return sc;
 
-  best = std::max(best, sc);
-  const int64_t bound_score = g.prune_bound(best, unit_length);
-  int32_t result = sc;
-  if (bound_score < static_cast<int64_t>(sc) + g.mismatch)
-    result = std::max(result, look_ahead<Dir>(g, c + Dir, step_unit<Dir>(u, ub, ue), ub, ue, sc + g.mismatch,
-                                              unit_length, depth + 1, bound, best));
-  if (bound_score < static_cast<int64_t>(sc) + g.indel) {
-    result = std::max(result, look_ahead<Dir>(g, c + Dir, u, ub, ue, sc + g.indel, unit_length, depth + 1, bound,
-                                              best));
-    result = std::max(result, look_ahead<Dir>(g, c, step_unit<Dir>(u, ub, ue), ub, ue, sc + g.indel,
-                                              unit_length, depth + 1, bound, best));
+    best = std::max(best, sc);
+    const int64_t bound_score = g.prune_bound(best, unit_length);
+    int32_t result = sc;
+    if (bound_score < static_cast<int64_t>(sc) + g.mismatch)
+      result = std::max(result, run(c + Dir, step_unit<Dir>(u, ub, ue), sc + g.mismatch, depth + 1, best));
+    if (bound_score < static_cast<int64_t>(sc) + g.indel) {
+      result = std::max(result, run(c + Dir, u, sc + g.indel, depth + 1, best));
+      result = std::max(result, run(c, step_unit<Dir>(u, ub, ue), sc + g.indel, depth + 1, best));
+    }
+    return result;
   }
-  return result;
-}
+};
 
 // A copy of the record at its best score so far, to return to when the
 // extension cannot do better.
@@ -171,6 +176,7 @@ void extend(Csat& sat, const char* bound)
       sat.sat_begin = c + 1;
   };
 
+  const LookAhead<Dir> look_ahead{g, ub, ue, unit_length, bound};
   BestState best(sat);
   for (;;) {
     const char* c = Dir > 0 ? sat.sat_end : sat.sat_begin - 1;
@@ -205,16 +211,16 @@ void extend(Csat& sat, const char* bound)
     char choice = 0;
     int32_t chosen = 0;
     if (bound_score < static_cast<int64_t>(sc) + g.mismatch) {
-      chosen = look_ahead<Dir>(g, c + Dir, next_u, ub, ue, sc + g.mismatch, unit_length, 1, bound, best.score);
+      chosen = look_ahead.run(c + Dir, next_u, sc + g.mismatch, 1, best.score);
       choice = 'M';
     }
     if (bound_score < static_cast<int64_t>(sc) + g.indel) {
-      int32_t r = look_ahead<Dir>(g, c + Dir, phase, ub, ue, sc + g.indel, unit_length, 1, bound, best.score);
+      int32_t r = look_ahead.run(c + Dir, phase, sc + g.indel, 1, best.score);
       if (!choice || r > chosen) {
         choice = 'I';
         chosen = r;
       }
-      r = look_ahead<Dir>(g, c, next_u, ub, ue, sc + g.indel, unit_length, 1, bound, best.score);
+      r = look_ahead.run(c, next_u, sc + g.indel, 1, best.score);
       if (r > chosen) {
         choice = 'D';
         chosen = r;
@@ -267,7 +273,8 @@ int32_t CSearchController::extend_imperfect_forward_leap_ahead(const char* pos, 
                                                                int32_t score, int32_t unit_length, uint8_t depth,
                                                                const char* bound, int32_t best)
 {
-  return look_ahead<1>(Scoring(), pos, unit_pos, unit_begin, unit_end, score, unit_length, depth, bound, best);
+  const Scoring g;
+  return LookAhead<1>{g, unit_begin, unit_end, unit_length, bound}.run(pos, unit_pos, score, depth, best);
 }
 
 int32_t CSearchController::extend_imperfect_backward_leap_ahead(const char* pos, const char* unit_pos,
@@ -276,6 +283,6 @@ int32_t CSearchController::extend_imperfect_backward_leap_ahead(const char* pos,
                                                                 const char* bound, int32_t best)
 {
   // The residue compared next is the one before pos.
-  return look_ahead<-1>(Scoring(), pos - 1, unit_pos, unit_begin, unit_end, score, unit_length, depth, bound,
-                        best);
+  const Scoring g;
+  return LookAhead<-1>{g, unit_begin, unit_end, unit_length, bound}.run(pos - 1, unit_pos, score, depth, best);
 }
