@@ -24,15 +24,16 @@ inline const char* step_unit(const char* u, const char* ub, const char* ue)
 // The settings the extension reads, gathered once per extension.
 struct Scoring {
   int32_t mismatch, indel, prefer_longer;
-  int64_t max_reduction; // unlimited: larger than any score distance
+  bool reduction_limited;
+  int64_t max_reduction;
   unsigned max_depth;
   uint32_t allowed_Ns;
   bool pass_Ns;
 
   Scoring()
       : mismatch(global_mismatch_score), indel(global_indel_score), prefer_longer(global_prefer_longer_repeat),
-        max_reduction(global_maximum_scorereduction == SCOREREDUCTION_UNLIMITED ? INT64_C(1) << 40
-                                                                                : global_maximum_scorereduction),
+        reduction_limited(global_maximum_scorereduction != SCOREREDUCTION_UNLIMITED),
+        max_reduction(global_maximum_scorereduction),
         // The depth is carried in 8 bits, so deeper settings are clamped.
         max_depth(static_cast<unsigned>(std::min(global_maximum_recursion_depth, 255))),
         allowed_Ns(static_cast<uint32_t>(global_Ns_allowed_in_a_row)),
@@ -40,11 +41,12 @@ struct Scoring {
   {
   }
 
-  // Paths whose score falls to this bound or below are not explored. With the
-  // reduction unlimited only the floor -L - P remains.
-  int64_t prune_bound(int32_t best, int32_t unit_length) const
+  // Paths whose score falls to this bound or below are not explored:
+  // max(best - R, -L) - P, where floor is -L - P. With the reduction
+  // unlimited only the floor remains. 64 bits hold best - R for any R.
+  int64_t prune_bound(int32_t best, int64_t floor) const
   {
-    return std::max(static_cast<int64_t>(best) - max_reduction, -static_cast<int64_t>(unit_length)) - prefer_longer;
+    return reduction_limited ? std::max(static_cast<int64_t>(best) - max_reduction - prefer_longer, floor) : floor;
   }
 };
 
@@ -64,7 +66,7 @@ struct LookAhead {
   const Scoring& g;
   const char* ub; // the unit
   const char* ue;
-  int32_t unit_length;
+  int64_t floor; // -L - P
   const char* bound;
 
   // The best score reachable from cursor c (unit character u aligned with
@@ -96,7 +98,7 @@ struct LookAhead {
       return sc;
 
     best = std::max(best, sc);
-    const int64_t bound_score = g.prune_bound(best, unit_length);
+    const int64_t bound_score = g.prune_bound(best, floor);
     int32_t result = sc;
     if (bound_score < static_cast<int64_t>(sc) + g.mismatch)
       result = std::max(result, run(c + Dir, step_unit<Dir>(u, ub, ue), sc + g.mismatch, depth + 1, best));
@@ -176,7 +178,8 @@ void extend(Csat& sat, const char* bound)
       sat.sat_begin = c + 1;
   };
 
-  const LookAhead<Dir> look_ahead{g, ub, ue, unit_length, bound};
+  const int64_t floor = -static_cast<int64_t>(unit_length) - g.prefer_longer;
+  const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound};
   BestState best(sat);
   for (;;) {
     const char* c = Dir > 0 ? sat.sat_end : sat.sat_begin - 1;
@@ -206,7 +209,7 @@ void extend(Csat& sat, const char* bound)
     const int32_t sc = sat.score;
     if (sc > best.score - g.prefer_longer)
       best.save(sat);
-    const int64_t bound_score = g.prune_bound(best.score, unit_length);
+    const int64_t bound_score = g.prune_bound(best.score, floor);
     const char* next_u = step_unit<Dir>(phase, ub, ue);
     char choice = 0;
     int32_t chosen = 0;
@@ -274,7 +277,8 @@ int32_t CSearchController::extend_imperfect_forward_leap_ahead(const char* pos, 
                                                                const char* bound, int32_t best)
 {
   const Scoring g;
-  return LookAhead<1>{g, unit_begin, unit_end, unit_length, bound}.run(pos, unit_pos, score, depth, best);
+  const int64_t floor = -static_cast<int64_t>(unit_length) - g.prefer_longer;
+  return LookAhead<1>{g, unit_begin, unit_end, floor, bound}.run(pos, unit_pos, score, depth, best);
 }
 
 int32_t CSearchController::extend_imperfect_backward_leap_ahead(const char* pos, const char* unit_pos,
@@ -284,5 +288,6 @@ int32_t CSearchController::extend_imperfect_backward_leap_ahead(const char* pos,
 {
   // The residue compared next is the one before pos.
   const Scoring g;
-  return LookAhead<-1>{g, unit_begin, unit_end, unit_length, bound}.run(pos - 1, unit_pos, score, depth, best);
+  const int64_t floor = -static_cast<int64_t>(unit_length) - g.prefer_longer;
+  return LookAhead<-1>{g, unit_begin, unit_end, floor, bound}.run(pos - 1, unit_pos, score, depth, best);
 }
