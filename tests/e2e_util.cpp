@@ -1,22 +1,12 @@
 #include "e2e_util.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <regex>
 #include <sstream>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-std::string read_file(const std::string& path)
-{
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 bool ends_with(const std::string& s, const std::string& tail)
 {
@@ -31,35 +21,29 @@ Scratch::Scratch()
 
 Scratch::~Scratch() { std::system(("rm -rf '" + dir + "'").c_str()); }
 
-std::string Scratch::write(const std::string& name, const std::string& content) const
+void Scratch::write(const std::string& name, const std::string& content) const
 {
   std::ofstream(path(name), std::ios::binary) << content;
-  return path(name);
 }
 
-std::string Scratch::read(const std::string& name) const { return read_file(path(name)); }
-
-bool Scratch::exists(const std::string& name) const
+std::string Scratch::read(const std::string& name) const
 {
-  struct stat st;
-  return stat(path(name).c_str(), &st) == 0;
+  std::ifstream in(path(name), std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
 }
 
 RunResult run_zerlan(const Scratch& where, const std::vector<std::string>& args)
 {
-  const std::string out_path = where.path(".stdout"), err_path = where.path(".stderr");
   pid_t pid = fork();
   if (pid == 0) {
     if (chdir(where.dir.c_str()) != 0)
       _exit(126);
-    int in = open("/dev/null", O_RDONLY);
-    int out = open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    dup2(in, 0);
-    dup2(out, 1);
-    dup2(err, 2);
-    std::vector<char*> argv;
-    argv.push_back(const_cast<char*>("zerlan"));
+    dup2(open("/dev/null", O_RDONLY), 0);
+    dup2(open(where.path(".stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
+    dup2(open(where.path(".stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
+    std::vector<char*> argv{const_cast<char*>("zerlan")};
     for (const std::string& a : args)
       argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
@@ -70,125 +54,116 @@ RunResult run_zerlan(const Scratch& where, const std::vector<std::string>& args)
   waitpid(pid, &wstatus, 0);
   RunResult r;
   r.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
-  r.out = read_file(out_path);
+  r.out = where.read(".stdout");
   static const std::regex clock("[0-9]{2,}\\.[0-9]{2}\\.[0-9]{2} - #");
-  r.err = std::regex_replace(read_file(err_path), clock, "TT.TT.TT - #");
-  unlink(out_path.c_str());
-  unlink(err_path.c_str());
+  r.err = std::regex_replace(where.read(".stderr"), clock, "TT.TT.TT - #");
   return r;
 }
 
 const std::string kBanner =
-    "\n\n      Welcome to Zerlan, version 3.3.11,\n"
-    "      a microsatellite and satellite search tool.\n\n";
+    "\n\n      Welcome to Zerlan, version 3.3.11,\n      a microsatellite and satellite search tool.\n\n";
+const std::string kGoodbye = "\nAnalysis finished successfully.\n\nZerlan says goodbye.\n\n";
 const std::string kFinished = "## Finished successfully. ##\n";
 
-std::string settings_block(const Shown& s, const std::string& prefix)
+// Label and value of each line in a default run, in the order of the block.
+static const std::vector<std::pair<std::string, std::string>> kDefaults = {
+    {"Input file name:                        ", "in.fa"},
+    {"Output file name:                       ", ""},
+    {"   Sequence range to process:           ", "1 - last sequence"},
+    {"   Satellites searched for:             ", "imperfect repeats"},
+    {"   Recursion depth:                     ", "5"},
+    {"   Maximum score reduction:             ", "-"},
+    {"   Minimum unit length:                 ", "1"},
+    {"   Maximum unit length:                 ", "10"},
+    {"   Minimum score:                       ", "maximum (6, 0+1*unitlength )"},
+    {"   Minimum length:                      ", "maximum (0, 0+0*unitlength )"},
+    {"   Min. to max. perfection range:       ", "0 % - 100 %"},
+    {"   Treat N's as:                        ", "neutral"},
+    {"   Max. succesive N's allowed:          ", "2"},
+    {"   Mismatch score:                      ", "-5"},
+    {"   Indel score:                         ", "-5"},
+    {"   Show shorter (not longer) of two repeat variants with equal score: ", "no"},
+    {"   Number of flanking nucletides:       ", "0"},
+    {"   Remove mostly overlapping satellites:", "yes"},
+    {"   Write file with masked seq.          ", "no"},
+    {"   Computing perfections treat N's:     ", "asMismatch"},
+    {"   Report units as:                     ", "alphabetical normal form using reverse complement"},
+    {"   Output format:                       ", "extended zerlan format"},
+    {"   Print sequence mode:                 ", "print alignment"},
+    {"   Print seq. info as comment:          ", "no"},
+    {"   Convert gaps and *s to Ns :          ", "no"},
+};
+
+// The value a run with the given changes shows for the line with key in
+// its label.
+static std::string shown(const Settings& changed, const std::string& key)
 {
-  const bool tabbed = s.format == "gff" || s.format == "one-per-line format";
-  const std::string sep = tabbed ? "\t" : " ";
-  const bool aligning = s.searched != "exact repeats";
-  std::string b;
-  auto line = [&](const std::string& label, const std::string& value) {
-    b += prefix + label + sep + value + "\n";
-  };
-  if (s.velta)
-    b += prefix + "   This Zerlan search has been initiated by one of the VELTA modules.\n";
-  b += prefix + "Parameter settings used in this search:" + sep + "\n";
-  line("Input file name:                        ", s.input);
-  if (!s.output.empty())
-    line("Output file name:                       ", s.output);
-  line("   Sequence range to process:           ", s.range);
-  line("   Satellites searched for:             ", s.searched);
-  if (aligning) {
-    line("   Recursion depth:                     ", s.recursion);
-    line("   Maximum score reduction:             ", s.score_reduction);
-  }
-  line("   Minimum unit length:                 ", s.min_unit);
-  line("   Maximum unit length:                 ", s.max_unit);
-  line("   Minimum score:                       ", s.min_score);
-  line("   Minimum length:                      ", s.min_length);
-  line("   Min. to max. perfection range:       ", s.perfection);
-  line("   Treat N's as:                        ", s.ns);
-  line("   Max. succesive N's allowed:          ", s.succ_ns);
-  if (aligning) {
-    line("   Mismatch score:                      ", s.mismatch);
-    line("   Indel score:                         ", s.indel);
-  }
-  line("   Show shorter (not longer) of two repeat variants with equal score: ", s.shorter);
-  line("   Number of flanking nucletides:       ", s.flanking);
-  line("   Remove mostly overlapping satellites:", s.overlapping);
-  line("   Write file with masked seq.          ", s.mask);
-  line("   Computing perfections treat N's:     ", s.n_perfection);
-  line("   Report units as:                     ", s.unit);
-  line("   Output format:                       ", s.format);
-  line("   Print sequence mode:                 ", s.seq_mode);
-  if (tabbed)
-    line("   Print seq. info as comment:          ", s.info_as_comment);
-  line("   Convert gaps and *s to Ns :          ", s.gaps_to_ns);
-  return b;
+  for (const auto& c : changed)
+    if (key.find(c.first) != std::string::npos)
+      return c.second;
+  for (const auto& d : kDefaults)
+    if (d.first.find(key) != std::string::npos)
+      return d.second;
+  return "";
 }
 
-static std::string legend_lines(const std::vector<std::string>& columns)
+std::string settings_block(const Settings& changed, const std::string& prefix)
 {
-  std::string b = "# \n# Columns in lines of output providing repeat information:\n";
-  char num[24];
-  for (size_t i = 0; i < columns.size(); ++i) {
-    std::snprintf(num, sizeof num, "%2zu", i + 1);
-    b += std::string("# Column ") + num + ": " + columns[i] + "\n";
+  const std::string format = shown(changed, "Output format");
+  const bool tabbed = format == "gff" || format == "one-per-line format";
+  const bool exact = shown(changed, "Satellites") == "exact repeats";
+  const std::string sep = tabbed ? "\t" : " ";
+  std::string b;
+  if (changed.count("VELTA"))
+    b += prefix + "   This Zerlan search has been initiated by one of the VELTA modules.\n";
+  b += prefix + "Parameter settings used in this search:" + sep + "\n";
+  size_t used = changed.count("VELTA");
+  for (const auto& d : kDefaults) {
+    std::string value = d.second;
+    for (const auto& c : changed)
+      if (d.first.find(c.first) != std::string::npos)
+        value = c.second, ++used;
+    bool aligning = false;
+    for (const char* word : {"Recursion", "reduction", "Mismatch", "Indel"})
+      aligning |= d.first.find(word) != std::string::npos;
+    const bool info = d.first.find("info as") != std::string::npos;
+    if (!(d.first[0] == 'O' && value.empty()) && !(aligning && exact) && !(info && !tabbed))
+      b += prefix + d.first + sep + value + "\n";
   }
+  return used == changed.size() ? b : b + "a key that names no setting\n";
+}
+
+std::string report_head(const Settings& changed)
+{
+  const std::string head = "# Results computed with:\n#    Zerlan, version 3.3.11\n" + settings_block(changed, "# ");
+  const std::string format = shown(changed, "Output format");
+  if (format == "one-per-line format")
+    return head + "seq-name\tunit-length\tperfection\tstart\tend\tlength\trepeat-number\tscore\tmismatches\t"
+                  "insertions\tdeletions\tNs\tunit\trepeat-seq" +
+           (shown(changed, "flanking") != "0" ? "\tleft-flanking-seq\tright-flanking-seq" : "") + "\n";
+  if (format != "zerlan format" && format != "extended zerlan format")
+    return head;
+  std::vector<std::string> columns = {
+      "Repeat unit length", "Position at which repeat starts in current sequence",
+      "Position at which repeat ends in current sequence",
+      "Length of repeat in original sequence, i.e. (end-start+1)",
+      "Normalized repeat length, i.e. (end-start+1-insertions+deletions)", "Repeat score", "Repeat perfection"};
+  if (format == "extended zerlan format")
+    columns.insert(columns.end(), {"Number of mismatches", "Number of insertions", "Number of deletions"});
+  if (format == "extended zerlan format" && shown(changed, "Treat N's") == "neutral")
+    columns.push_back("Number of N's");
+  columns.push_back("Repeat unit");
+  std::string b = head + "# \n# Columns in lines of output providing repeat information:\n";
+  for (size_t i = 0; i < columns.size(); ++i)
+    b += std::string("# Column ") + (i < 9 ? " " : "") + std::to_string(i + 1) + ": " + columns[i] + "\n";
   return b + "# \n";
 }
 
-static const std::vector<std::string> kNativeFirst = {
-    "Repeat unit length",
-    "Position at which repeat starts in current sequence",
-    "Position at which repeat ends in current sequence",
-    "Length of repeat in original sequence, i.e. (end-start+1)",
-    "Normalized repeat length, i.e. (end-start+1-insertions+deletions)",
-    "Repeat score",
-    "Repeat perfection",
-};
-
-std::string legend_native()
+std::string console_head(const Settings& changed)
 {
-  std::vector<std::string> c = kNativeFirst;
-  c.push_back("Repeat unit");
-  return legend_lines(c);
+  return kBanner + "Results computed with:\n   Zerlan, version 3.3.11\n" + settings_block(changed, "") +
+         "\n\nSearch progress:\n\nTime     - SeqNr - PatLen - Seq-Name\n" + std::string(72, '-') + "\n";
 }
-
-std::string legend_extended(bool n_column)
-{
-  std::vector<std::string> c = kNativeFirst;
-  c.push_back("Number of mismatches");
-  c.push_back("Number of insertions");
-  c.push_back("Number of deletions");
-  if (n_column)
-    c.push_back("Number of N's");
-  c.push_back("Repeat unit");
-  return legend_lines(c);
-}
-
-std::string legend_one_per_line(bool flanks)
-{
-  return std::string("seq-name\tunit-length\tperfection\tstart\tend\tlength\trepeat-number\t"
-                     "score\tmismatches\tinsertions\tdeletions\tNs\tunit\trepeat-seq") +
-         (flanks ? "\tleft-flanking-seq\tright-flanking-seq" : "") + "\n";
-}
-
-std::string report_head(const Shown& s, const std::string& legend)
-{
-  return "# Results computed with:\n#    Zerlan, version 3.3.11\n" + settings_block(s, "# ") + legend;
-}
-
-std::string console_head(const Shown& s)
-{
-  return kBanner + "Results computed with:\n   Zerlan, version 3.3.11\n" + settings_block(s, "") +
-         "\n\nSearch progress:\n\nTime     - SeqNr - PatLen - Seq-Name\n" + std::string(72, '-') +
-         "\n";
-}
-
-std::string console_tail() { return "\nAnalysis finished successfully.\n\nZerlan says goodbye.\n\n"; }
 
 std::string progress_line(int record, int unit_length, const std::string& name)
 {
