@@ -57,12 +57,10 @@ TEST(Formats, OneRecordInEachFormat)
        fasta + "GTACACACACACACTT\n"},
   };
   for (const Case& c : cases) {
-    Scratch s;
-    s.write("in.fa", ">chr1 test seq\nGTACACACACACACTT\n");
     std::vector<std::string> args = {"-M", "exact"};
     args.insert(args.end(), c.options.begin(), c.options.end());
     args.push_back("in.fa");
-    RunResult r = run_zerlan(s, args);
+    RunResult r = run_on(">chr1 test seq\nGTACACACACACACTT\n", args);
     Settings shown = c.shown;
     shown["Satellites"] = "exact repeats";
     std::string label;

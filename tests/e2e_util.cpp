@@ -60,6 +60,13 @@ RunResult run_zerlan(const Scratch& where, const std::vector<std::string>& args)
   return r;
 }
 
+RunResult run_on(const std::string& fasta, const std::vector<std::string>& args)
+{
+  Scratch s;
+  s.write("in.fa", fasta);
+  return run_zerlan(s, args);
+}
+
 const std::string kBanner =
     "\n\n      Welcome to Zerlan, version 3.3.11,\n      a microsatellite and satellite search tool.\n\n";
 const std::string kGoodbye = "\nAnalysis finished successfully.\n\nZerlan says goodbye.\n\n";
@@ -94,8 +101,8 @@ static const std::vector<std::pair<std::string, std::string>> kDefaults = {
     {"   Convert gaps and *s to Ns :          ", "no"},
 };
 
-// The value a run with the given changes shows for the line with key in
-// its label.
+// The value a run with the given changes shows for the line whose label
+// is or contains key.
 static std::string shown(const Settings& changed, const std::string& key)
 {
   for (const auto& c : changed)
@@ -117,12 +124,8 @@ std::string settings_block(const Settings& changed, const std::string& prefix)
   if (changed.count("VELTA"))
     b += prefix + "   This Zerlan search has been initiated by one of the VELTA modules.\n";
   b += prefix + "Parameter settings used in this search:" + sep + "\n";
-  size_t used = changed.count("VELTA");
   for (const auto& d : kDefaults) {
-    std::string value = d.second;
-    for (const auto& c : changed)
-      if (d.first.find(c.first) != std::string::npos)
-        value = c.second, ++used;
+    const std::string value = shown(changed, d.first);
     bool aligning = false;
     for (const char* word : {"Recursion", "reduction", "Mismatch", "Indel"})
       aligning |= d.first.find(word) != std::string::npos;
@@ -130,7 +133,7 @@ std::string settings_block(const Settings& changed, const std::string& prefix)
     if (!(d.first[0] == 'O' && value.empty()) && !(aligning && exact) && !(info && !tabbed))
       b += prefix + d.first + sep + value + "\n";
   }
-  return used == changed.size() ? b : b + "a key that names no setting\n";
+  return b;
 }
 
 std::string report_head(const Settings& changed)

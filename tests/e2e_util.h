@@ -24,6 +24,8 @@ struct Scratch {
 
 // Runs the binary as "zerlan" in the scratch directory, standard input empty.
 RunResult run_zerlan(const Scratch& where, const std::vector<std::string>& args);
+// The same in a fresh scratch directory whose in.fa holds fasta.
+RunResult run_on(const std::string& fasta, const std::vector<std::string>& args);
 
 bool ends_with(const std::string& s, const std::string& tail);
 

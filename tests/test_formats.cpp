@@ -8,10 +8,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -51,18 +53,14 @@ class FormatTest : public ::testing::Test {
     sat.sat_end = at(end);
     sat.score = score;
   }
-  // ACGACTACG at 2..11 between flanks TT and CC, one mismatch.
-  void make_mismatch_record(Csat& sat)
-  {
-    set_sequence("TTACGACTACGCC");
-    make(sat, 2, 11, 3, 3);
-    sat.num_mismatches = 1;
-    sat.missense_list.push_back({at(7), 'M'});
-  }
   std::string entry(Csat& sat)
   {
     unsigned int counter = 0;
-    return written([&](FILE* out) { sat.report_sat(out, seq, counter); });
+    return entry(sat, counter);
+  }
+  std::string entry(Csat& sat, unsigned int& gap_counter)
+  {
+    return written([&](FILE* out) { sat.report_sat(out, seq, gap_counter); });
   }
 
   CSequence_Mol seq;
@@ -70,70 +68,70 @@ class FormatTest : public ::testing::Test {
 
 std::string after_first_line(const std::string& text) { return text.substr(text.find('\n') + 1); }
 
-// The mismatch record: positions 3..11, length and BP 9, score 3,
-// perfection 8/9, three units of ACG.
-const std::string native_line =
-    "   trinucleotide         3 :        11 |      9 bp |      9 BP |      3 pt |  88.889 % | unit ACG\n";
-const std::string extended_line =
-    "   trinucleotide         3 :        11 |      9 bp |      9 BP |      3 pt |  88.889 % "
-    "|   1 mis |   0 ins |   0 del |   0 N |  unit ACG\nMissense: (6,M),\n";
-const std::string gff_line = "seq1\tZerlan\ttandem-repeat\t3\t11\t88.89\t.\t.\tName=\"repeat_region 3-11 unit_size 3 "
-                             "repeat_number 3.000 perfection 88.889 unit ACG\"\n";
-const std::string tabular_line = "seq1\t3\t88.889\t3\t11\t9\t  3.000\t3\t1\t0\t0\t0\tACG\tACGACTACG\n";
-const std::string fasta_entry = ">seq1 3 11 3 3 11 3.000 3 88.889 1 0 0\nACGACTACG\n";
-
 } // namespace
 
+// ACGACTACG at 2..11 between flanks TT and CC, one mismatch: positions
+// 3..11, length and BP 9, score 3, perfection 8/9, three units of ACG.
 TEST_F(FormatTest, EachFormatWritesItsEntry)
 {
-  const std::string expected[] = {native_line, extended_line, gff_line, tabular_line, fasta_entry,
-                                  "Internal error. Unknown output format. Please report this bug"};
+  const std::string expected[] = {
+      "   trinucleotide         3 :        11 |      9 bp |      9 BP |      3 pt |  88.889 % | unit ACG\n",
+      "   trinucleotide         3 :        11 |      9 bp |      9 BP |      3 pt |  88.889 % "
+      "|   1 mis |   0 ins |   0 del |   0 N |  unit ACG\nMissense: (6,M),\n",
+      "seq1\tZerlan\ttandem-repeat\t3\t11\t88.89\t.\t.\tName=\"repeat_region 3-11 unit_size 3 "
+      "repeat_number 3.000 perfection 88.889 unit ACG\"\n",
+      "seq1\t3\t88.889\t3\t11\t9\t  3.000\t3\t1\t0\t0\t0\tACG\tACGACTACG\n",
+      ">seq1 3 11 3 3 11 3.000 3 88.889 1 0 0\nACGACTACG\n",
+      "Internal error. Unknown output format. Please report this bug"};
   global_print_sat_seq_mode = 0;
+  set_sequence("TTACGACTACGCC");
   for (int mode = 0; mode <= 5; ++mode) {
     global_print_sat_mode = mode;
     Csat sat;
-    make_mismatch_record(sat);
+    make(sat, 2, 11, 3, 3);
+    sat.num_mismatches = 1;
+    sat.missense_list.push_back({at(7), 'M'});
     EXPECT_EQ(entry(sat), expected[mode]) << "format " << mode;
   }
 }
 
-TEST_F(FormatTest, SequenceModesAndFlanks)
+// Records that start at the first residue, with the N's in them counted.
+TEST_F(FormatTest, FlanksCutAtTheEndsNColumnAndLongGffUnits)
 {
+  const std::string u50 = "A" + std::string(49, 'C'), u51 = u50 + "C";
   struct Case {
     int mode, seq_mode, flanking;
-    std::string tail;
+    std::string residues;
+    size_t end, unit_length;
+    int score;
+    std::string expected;
   };
   const Case cases[] = {
-      {0, 0, 2, ""},
-      {0, 1, 0, "ACGACTACG\n"},
-      {1, 1, 2, "TT:ACGACTACG:CC\n"},
-      {0, 2, 0, "ACGACTACG\n||||| |||\nACGACGACG\n"},
-      {1, 2, 2, "TT:ACGACTACG:CC\n   ||||| |||   \n   ACGACGACG   \n"},
-      {3, 0, 2, "\tTT\tCC"},
-      {4, 0, 2, "TTACGACTACGCC\n"},
+      {0, 2, 3, "ACGACGACGT", 9, 3, 6,
+       "   trinucleotide         1 :         9 |      9 bp |      9 BP |      6 pt | 100.000 % | unit ACG\n"
+       ":ACGACGACG:T\n |||||||||  \n ACGACGACG  \n"},
+      {3, 0, 3, "ACGACGACGT", 9, 3, 6, "seq1\t3\t100.000\t1\t9\t9\t  3.000\t6\t0\t0\t0\t0\tACG\tACGACGACG\t\tT\n"},
+      // The N counts as a mismatch in the perfection: 8/9.
+      {3, 0, 0, "ACGANGACG", 9, 3, 5, "seq1\t3\t88.889\t1\t9\t9\t  3.000\t5\t0\t0\t0\t1\tACG\tACGANGACG\n"},
+      // gff writes the unit only up to 50 residues.
+      {2, 0, 0, u50 + u50, 100, 50, 50,
+       "seq1\tZerlan\ttandem-repeat\t1\t100\t100.00\t.\t.\tName=\"repeat_region 1-100 unit_size 50 repeat_number "
+       "2.000 perfection 100.000 unit " + u50 + "\"\n"},
+      {2, 0, 0, u51 + u51, 102, 51, 51,
+       "seq1\tZerlan\ttandem-repeat\t1\t102\t100.00\t.\t.\tName=\"repeat_region 1-102 unit_size 51 repeat_number "
+       "2.000 perfection 100.000 unit .\"\n"},
   };
+  global_report_unit_mode = 0;
   for (const Case& c : cases) {
     global_print_sat_mode = c.mode;
     global_print_sat_seq_mode = c.seq_mode;
     global_flanking = c.flanking;
+    set_sequence(c.residues);
     Csat sat;
-    make_mismatch_record(sat);
-    const std::string expected[] = {native_line + c.tail, extended_line + c.tail, "",
-                                    tabular_line.substr(0, tabular_line.size() - 1) + c.tail + "\n",
-                                    ">seq1 3 11 3 3 11 3.000 3 88.889 1 0 0\n" + c.tail};
-    EXPECT_EQ(entry(sat), expected[c.mode]) << "format " << c.mode << ", sequence mode " << c.seq_mode;
+    make(sat, 0, c.end, c.unit_length, c.score);
+    sat.num_Ns = static_cast<uint32_t>(std::count(c.residues.begin(), c.residues.end(), 'N'));
+    EXPECT_EQ(entry(sat), c.expected) << "format " << c.mode << " " << c.residues.substr(0, 10);
   }
-
-  // Flanks are cut at the ends of the sequence.
-  global_flanking = 3;
-  set_sequence("ACGACGACGT");
-  Csat sat;
-  make(sat, 0, 9, 3, 6);
-  global_print_sat_mode = 0;
-  global_print_sat_seq_mode = 2;
-  EXPECT_EQ(after_first_line(entry(sat)), ":ACGACGACG:T\n |||||||||  \n ACGACGACG  \n");
-  global_print_sat_mode = 3;
-  EXPECT_EQ(entry(sat), "seq1\t3\t100.000\t1\t9\t9\t  3.000\t6\t0\t0\t0\t0\tACG\tACGACGACG\t\tT\n");
 }
 
 TEST_F(FormatTest, AlignmentRows)
@@ -174,76 +172,32 @@ TEST_F(FormatTest, AlignmentRows)
   }
 }
 
-TEST_F(FormatTest, GffWritesTheUnitUpToLength50)
-{
-  global_print_sat_mode = 2;
-  global_report_unit_mode = 0;
-  for (size_t unit_length : {50u, 51u}) {
-    const std::string unit = "A" + std::string(unit_length - 1, 'C'), n = std::to_string(2 * unit_length);
-    set_sequence(unit + unit);
-    Csat sat;
-    make(sat, 0, 2 * unit_length, unit_length, static_cast<int>(unit_length));
-    EXPECT_EQ(entry(sat), "seq1\tZerlan\ttandem-repeat\t1\t" + n + "\t100.00\t.\t.\tName=\"repeat_region 1-" + n +
-                              " unit_size " + std::to_string(unit_length) +
-                              " repeat_number 2.000 perfection 100.000 unit " + (unit_length <= 50 ? unit : ".") +
-                              "\"\n");
-  }
-}
-
-TEST_F(FormatTest, NColumnsAndNsAsMissense)
-{
-  global_print_sat_mode = 3;
-  global_N_and_perfection_mode = 1; // N's neutral: 8/8
-  set_sequence("ACGANGACG");
-  Csat n_record;
-  make(n_record, 0, 9, 3, 5);
-  n_record.num_Ns = 1;
-  EXPECT_EQ(entry(n_record), "seq1\t3\t100.000\t1\t9\t9\t  3.000\t5\t0\t0\t0\t1\tACG\tACGANGACG\n");
-
-  global_treat_Ns_as_missense = true;
-  Csat sat;
-  make_mismatch_record(sat);
-  EXPECT_EQ(entry(sat), "seq1\t3\t88.889\t3\t11\t9\t  3.000\t3\t1\t0\t0\t.\tACG\tACGACTACG\n");
-  global_print_sat_mode = 1;
-  global_print_sat_seq_mode = 0;
-  EXPECT_EQ(entry(sat), "   trinucleotide         3 :        11 |      9 bp |      9 BP |      3 pt |  88.889 % "
-                        "|   1 mis |   0 ins |   0 del |  unit ACG\nMissense: (6,M),\n");
-  const std::string legend = written([](FILE* out) { print_output_format(out, "# "); });
-  EXPECT_NE(legend.find("# Column 11: Repeat unit\n"), std::string::npos) << legend;
-  EXPECT_EQ(legend.find("N's"), std::string::npos) << legend;
-}
-
 TEST_F(FormatTest, RefusedRecordIsNotWrittenAndLeavesTheGapCounter)
 {
   // GGACATGG, repeat ACAT at 2..6 with one mismatch: exactly 75 %; a gap
   // before the repeat would move the counter.
-  struct Case {
-    float min, max;
-    int unit_mode;
-    bool periodic, written;
-  };
-  const Case cases[] = {
+  // min, max, unit mode, periodic unit ACAC (a repetition of AC), written
+  const std::tuple<float, float, int, bool, bool> cases[] = {
       {75.0f, 100.0f, 2, false, true}, {0.0f, 75.0f, 2, false, true}, {75.5f, 100.0f, 2, false, false},
       {0.0f, 74.5f, 2, false, false},  {0.0f, 100.0f, 0, true, false}, {0.0f, 100.0f, 1, true, false},
       {0.0f, 100.0f, 2, true, false},
   };
   global_print_sat_mode = 3;
-  for (const Case& c : cases) {
-    global_min_perfection = c.min;
-    global_max_perfection = c.max;
-    global_report_unit_mode = c.unit_mode;
-    set_sequence(c.periodic ? "GGACACACGG" : "GGACATGG");
+  for (const auto& [min, max, unit_mode, periodic, shown] : cases) {
+    global_min_perfection = min;
+    global_max_perfection = max;
+    global_report_unit_mode = unit_mode;
+    set_sequence(periodic ? "GGACACACGG" : "GGACATGG");
     seq.removed_pos.push_back(0);
     Csat sat;
-    make(sat, 2, c.periodic ? 8 : 6, c.periodic ? 4 : 2, 0); // a periodic unit: ACAC repeats AC
-    if (!c.periodic) {
+    make(sat, 2, periodic ? 8 : 6, periodic ? 4 : 2, 0);
+    if (!periodic) {
       sat.num_mismatches = 1;
       sat.missense_list.push_back({at(5), 'M'});
     }
     unsigned int counter = 0;
-    const std::string text = written([&](FILE* out) { sat.report_sat(out, seq, counter); });
-    EXPECT_EQ(!text.empty(), c.written) << c.min << ".." << c.max << " unit mode " << c.unit_mode;
-    EXPECT_EQ(counter, c.written ? 1u : 0u) << c.min << ".." << c.max << " unit mode " << c.unit_mode;
+    EXPECT_EQ(entry(sat, counter).empty(), !shown) << min << ".." << max << " unit mode " << unit_mode;
+    EXPECT_EQ(counter, shown ? 1u : 0u) << min << ".." << max << " unit mode " << unit_mode;
   }
 }
 
@@ -262,10 +216,10 @@ TEST_F(FormatTest, PositionsAndLengthCountTheRemovedGaps)
   make(second, 16, 25, 2, 7);
   global_print_sat_mode = 3;
   unsigned int counter = 0;
-  EXPECT_EQ(written([&](FILE* out) { first.report_sat(out, seq, counter); }),
+  EXPECT_EQ(entry(first, counter),
             "seq1\t3\t100.000\t5\t17\t12\t  4.000\t9\t0\t0\t0\t0\tACG\tACGACGACGACG\n");
   EXPECT_EQ(counter, 2u) << "only the gaps before the start are passed for good";
-  EXPECT_EQ(written([&](FILE* out) { second.report_sat(out, seq, counter); }),
+  EXPECT_EQ(entry(second, counter),
             "seq1\t2\t100.000\t21\t29\t9\t  4.500\t7\t0\t0\t0\t0\tAC\tCACACACAC\n");
   EXPECT_EQ(counter, 4u);
 
@@ -276,40 +230,4 @@ TEST_F(FormatTest, PositionsAndLengthCountTheRemovedGaps)
             "   trinucleotide         5 :        17 |     12 bp |     12 BP |      9 pt | 100.000 % | unit ACG\n"
             "    dinucleotide        21 :        29 |      9 bp |      9 BP |      7 pt | 100.000 % | unit AC\n"
             "# Analysis of sequence \"seq1 test record\" completed.\n");
-}
-
-TEST_F(FormatTest, HeadersAndFootersPerFormat)
-{
-  const std::string native_header = ">seq1 test record\nsequence length: 13\nnumber of ACGTU characters: 13\n";
-  const std::string velta_header = ">seq1 test record\nsequence length: 13\n";
-  const std::string comment_header = "# Full sequence name:\n#>seq1 test record\n##sequence-region seq1 1 13\n";
-  const std::string native_footer = "# Analysis of sequence \"seq1 test record\" completed.\n";
-  const std::string comment_footer = "# Analysis of sequence \"seq1\" completed.\n";
-  struct Case {
-    int mode;
-    bool velta, comment, empty;
-    std::string expected;
-  };
-  const Case cases[] = {
-      {0, false, true, false, native_header + native_line + native_footer},
-      {0, false, false, true, native_header + native_footer},
-      {1, true, true, false, velta_header + extended_line},
-      {2, false, false, false, gff_line},
-      {2, false, true, false, comment_header + gff_line + comment_footer},
-      {3, true, true, false, comment_header + tabular_line},
-      {4, false, true, false, fasta_entry},
-  };
-  global_print_sat_seq_mode = 0;
-  for (const Case& c : cases) {
-    global_print_sat_mode = c.mode;
-    global_VELTA_run = c.velta;
-    global_sequenceInfoAsComment = c.comment;
-    Csat sat;
-    make_mismatch_record(sat);
-    std::list<Csat*> list;
-    if (!c.empty)
-      list.push_back(&sat);
-    EXPECT_EQ(written([&](FILE* out) { report_SATList(out, list, seq); }), c.expected)
-        << "format " << c.mode << (c.velta ? ", VELTA" : "") << (c.comment ? ", info as comment" : "");
-  }
 }

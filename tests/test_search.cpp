@@ -69,42 +69,6 @@ unsigned count(const Edits& edits, char kind)
 void Ns_as_missense() { global_treat_Ns_as_missense = true; }
 
 // ---------------------------------------------------------------------------
-// Exact search
-
-TEST_F(SearchTest, ExactSearch)
-{
-  struct Case {
-    const char* residues;
-    void (*settings)();
-    std::vector<Rep> expected;
-  };
-  const Case cases[] = {
-      // Windows inside an accepted repeat are not tried again; single residues score 0.
-      {"ACACACACACAC", nullptr, {{0, 12, 2, 10, 0}}},
-      {"ACACACNNACACAC", nullptr, {{0, 14, 2, 10, 2}}},
-      {"ACACACNNNACACAC", nullptr, {}}, // three N's stop both sides, each scoring 4 < 6
-      {"ACACACACNNG", nullptr, {{0, 8, 2, 6, 0}}}, // trailing N's trimmed
-      {"ACACACACNNACACACAC", Ns_as_missense, {{0, 8, 2, 6, 0}, {10, 18, 2, 6, 0}}},
-      {"ACACACACNNACACACAC", [] { global_Ns_allowed_in_a_row = 0; }, {{0, 8, 2, 6, 0}, {10, 18, 2, 6, 0}}},
-      {"GACACACACAC", nullptr, {{1, 11, 2, 8, 0}}}, // reaches the last residue from an earlier window
-      // After an accepted run the next seed of unit length 1 starts at its end.
-      {"AAAAAAAACCCCCCCC", nullptr, {{0, 8, 1, 7, 0}, {8, 16, 1, 7, 0}}},
-      {"NNNAAAAAAAA", nullptr, {{3, 11, 1, 7, 0}}},
-      {"AC", nullptr, {}},
-  };
-  for (const Case& c : cases) {
-    init_param();
-    if (c.settings)
-      c.settings();
-    set_sequence(c.residues);
-    CSearchController ctl(1, seq);
-    ctl.exact_search_2();
-    EXPECT_EQ(reps(ctl.exact_sats), c.expected) << c.residues;
-    EXPECT_TRUE(ctl.imperfect_sats.sats.empty());
-  }
-}
-
-// ---------------------------------------------------------------------------
 // Imperfect extension
 
 struct ExtensionCase {
@@ -225,64 +189,68 @@ TEST_F(SearchTest, LookAheadScoreAtTheDepthLimitAndAtNRuns)
 }
 
 // ---------------------------------------------------------------------------
-// Exact-then-extend and complete imperfect search
+// The three search modes
 
-TEST_F(SearchTest, ExactThenExtend)
+TEST_F(SearchTest, SearchModes)
 {
+  enum Mode { exact, extend_exact, complete };
   struct Case {
+    Mode mode;
     const char* residues;
+    void (*settings)();
     std::vector<Rep> expected;
-    std::vector<size_t> unit_begins;
+    std::vector<size_t> unit_begins; // checked when given
   };
   const Case cases[] = {
+      // Windows inside an accepted repeat are not tried again; single residues score 0.
+      {exact, "ACACACACACAC", nullptr, {{0, 12, 2, 10, 0}}, {}},
+      {exact, "ACACACNNACACAC", nullptr, {{0, 14, 2, 10, 2}}, {}},
+      {exact, "ACACACNNNACACAC", nullptr, {}, {}}, // three N's stop both sides, each scoring 4 < 6
+      {exact, "ACACACACNNG", nullptr, {{0, 8, 2, 6, 0}}, {}}, // trailing N's trimmed
+      {exact, "ACACACACNNACACACAC", Ns_as_missense, {{0, 8, 2, 6, 0}, {10, 18, 2, 6, 0}}, {}},
+      {exact, "GACACACACAC", nullptr, {{1, 11, 2, 8, 0}}, {1}}, // reaches the last residue from an earlier window
+      // After an accepted run the next seed of unit length 1 starts at its end.
+      {exact, "AAAAAAAACCCCCCCC", nullptr, {{0, 8, 1, 7, 0}, {8, 16, 1, 7, 0}}, {}},
+      {exact, "AC", nullptr, {}, {}},
       // Seeds ACG at 0..12 (score 9) and CGA at 13..27 (score 11) grow over
       // the T from either side to the same record; the filters decide later.
-      {ACG_T, {{0, 27, 3, 18, 0}, {0, 27, 3, 18, 0}}, {0, 13}},
-      {"ACACAC", {}, {}}, // four seeds of score 4 that do not grow
-      {"NNACACACACACNN", {{2, 12, 2, 8, 0}}, {2}}, // N's passed at both ends are trimmed
+      {extend_exact, ACG_T, nullptr, {{0, 27, 3, 18, 0}, {0, 27, 3, 18, 0}}, {0, 13}},
+      {extend_exact, "ACACAC", nullptr, {}, {}}, // four seeds of score 4 that do not grow
+      {extend_exact, "NNACACACACACNN", nullptr, {{2, 12, 2, 8, 0}}, {2}}, // N's passed at both ends are trimmed
+      // Units of length 1 and 2 cannot pay the mismatch; ACG at 0 grows over
+      // the T at 12, and its residues keep every other seed out.
+      {complete, ACG_T, nullptr, {{0, 27, 3, 18, 0}}, {0}},
+      {complete, "AAAAAAAAAAAA", nullptr, {{0, 12, 1, 11, 0}}, {}}, // one-residue seeds of longer units are never tried
+      {complete, "ACACACNNACACAC", nullptr, {{0, 14, 2, 10, 2}}, {}},
+      {complete, "", nullptr, {}, {}},
   };
   for (const Case& c : cases) {
+    init_param();
+    if (c.settings)
+      c.settings();
     set_sequence(c.residues);
     CSearchController ctl(1, seq);
     ::testing::internal::CaptureStderr();
-    ctl.search_exact_and_extend_to_imperfect_repeats();
+    if (c.mode == exact)
+      ctl.exact_search_2();
+    else if (c.mode == extend_exact)
+      ctl.search_exact_and_extend_to_imperfect_repeats();
+    else
+      ctl.complete_imperfect_search(nullptr);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-              "  Searching for exact repeats.\n  Extend exact to imperfect repeats.\n");
-    EXPECT_EQ(reps(ctl.imperfect_sats), c.expected) << c.residues;
+              c.mode == extend_exact ? "  Searching for exact repeats.\n  Extend exact to imperfect repeats.\n" : "");
+    const CsatContainer& found = c.mode == exact ? ctl.exact_sats : ctl.imperfect_sats;
+    EXPECT_EQ(reps(found), c.expected) << c.mode << " " << c.residues;
+    EXPECT_TRUE((c.mode == exact ? ctl.imperfect_sats : ctl.exact_sats).sats.empty());
     std::vector<size_t> unit_begins;
-    for (const Csat* s : ctl.imperfect_sats.sats)
+    for (const Csat* s : found.sats)
       unit_begins.push_back(offset(s->unit_begin));
-    EXPECT_EQ(unit_begins, c.unit_begins) << c.residues;
-    EXPECT_TRUE(ctl.exact_sats.sats.empty());
+    if (!c.unit_begins.empty()) {
+      EXPECT_EQ(unit_begins, c.unit_begins) << c.residues;
+    }
+    // The exact-then-extend mode puts back the thresholds of the user.
     EXPECT_EQ(CSearchController::minScores, CSearchController::minScores_user);
     EXPECT_EQ(CSearchController::minLengths, CSearchController::minLengths_user);
-  }
-}
-
-TEST_F(SearchTest, CompleteSearch)
-{
-  const std::pair<const char*, std::vector<Rep>> cases[] = {
-      {"ACACAC", {}}, // score 4 < 6
-      {"AAAAAAAAAAAA", {{0, 12, 1, 11, 0}}}, // one-residue seeds of longer units are never tried
-      {"ACACACNNACACAC", {{0, 14, 2, 10, 2}}},
-      {"", {}},
-  };
-  for (const auto& c : cases) {
-    set_sequence(c.first);
-    CSearchController ctl(1, seq);
-    ctl.complete_imperfect_search(nullptr);
-    EXPECT_EQ(reps(ctl.imperfect_sats), c.second) << c.first;
-  }
-
-  // Units of length 1 and 2 cannot pay the mismatch; ACG at 0 grows over the
-  // T at 12, and its residues keep every other seed out.
-  {
-    set_sequence(ACG_T);
-    CSearchController ctl(1, seq);
-    ctl.complete_imperfect_search(nullptr);
-    ASSERT_EQ(reps(ctl.imperfect_sats), (std::vector<Rep>{{0, 27, 3, 18, 0}}));
-    EXPECT_EQ(offset(ctl.imperfect_sats.sats.front()->unit_begin), 0u);
-    EXPECT_EQ(edits(*ctl.imperfect_sats.sats.front()), (Edits{{12, 'M'}}));
   }
 
   // After trimming, the phases point at the unit characters that the
@@ -300,68 +268,52 @@ TEST_F(SearchTest, CompleteSearch)
 
 TEST_F(SearchTest, RemoveHidden)
 {
-  struct Record {
-    size_t begin, end, unit;
-    int score;
-  };
   struct Case {
     const char* label;
-    std::vector<Record> records;
+    std::vector<std::tuple<size_t, size_t, size_t, int>> records; // begin, end, unit, score
     std::vector<size_t> kept;
   };
   const Case cases[] = {
       {"inside, lower score", {{0, 30, 3, 10}, {5, 20, 5, 5}}, {0}},
       {"inside, higher score", {{0, 30, 3, 10}, {5, 20, 5, 15}}, {1}},
-      {"small overlap", {{0, 20, 2, 20}, {18, 40, 2, 10}}, {0, 1}},
       {"exactly one unit outside", {{0, 6, 3, 20}, {3, 30, 3, 10}}, {0, 1}},
       {"less than one unit outside", {{0, 5, 3, 20}, {2, 30, 3, 10}}, {0}},
       {"equal scores keep the first", {{0, 30, 3, 10}, {0, 30, 3, 10}, {5, 20, 5, 10}}, {0}},
       // B keeps whole units outside A; C, after B, still lies inside A.
       {"scan reaches past", {{0, 40, 2, 30}, {30, 50, 2, 10}, {35, 39, 2, 3}}, {0, 1}},
       {"scan goes on after a removal", {{0, 30, 3, 5}, {5, 20, 5, 10}, {10, 20, 2, 20}}, {2}},
+      {"filter off", {{0, 30, 3, 10}, {5, 20, 5, 5}}, {0, 1}},
   };
   set_sequence(std::string(60, 'A'));
-  for (bool remove : {true, false}) {
-    for (const Case& c : cases) {
-      global_remove_mostly_hidden = remove;
-      CSearchController ctl(1, seq);
-      std::vector<Csat*> made;
-      for (const Record& r : c.records) {
-        made.push_back(sat_alloc.get_new(at(r.begin), at(r.begin + r.unit)));
-        made.back()->sat_end = at(r.end);
-        made.back()->score = r.score;
-        ctl.imperfect_sats.sats.push_back(made.back());
-      }
-      const size_t free_before = sat_alloc.free_sats.size();
-      ctl.remove_hidden(ctl.imperfect_sats);
-      std::vector<Csat*> kept = made;
-      if (remove) {
-        kept.clear();
-        for (size_t i : c.kept)
-          kept.push_back(made[i]);
-      }
-      EXPECT_EQ(std::vector<Csat*>(ctl.imperfect_sats.sats.begin(), ctl.imperfect_sats.sats.end()), kept) << c.label;
-      EXPECT_EQ(sat_alloc.free_sats.size() - free_before, made.size() - kept.size()) << "back to the pool";
+  for (const Case& c : cases) {
+    global_remove_mostly_hidden = std::string(c.label) != "filter off";
+    CSearchController ctl(1, seq);
+    std::vector<Csat*> made, kept;
+    for (const auto& [begin, end, unit, score] : c.records) {
+      made.push_back(sat_alloc.get_new(at(begin), at(begin + unit)));
+      made.back()->sat_end = at(end);
+      made.back()->score = score;
+      ctl.imperfect_sats.sats.push_back(made.back());
     }
+    for (size_t i : c.kept)
+      kept.push_back(made[i]);
+    const size_t free_before = sat_alloc.free_sats.size();
+    ctl.remove_hidden(ctl.imperfect_sats);
+    EXPECT_EQ(std::vector<Csat*>(ctl.imperfect_sats.sats.begin(), ctl.imperfect_sats.sats.end()), kept) << c.label;
+    EXPECT_EQ(sat_alloc.free_sats.size() - free_before, made.size() - kept.size()) << "back to the pool";
   }
 }
 
 TEST_F(SearchTest, PerfectionRangeIsInclusive)
 {
-  // Length 4, unit 2: no mismatch 100 %, one 75 %, two 50 %, five -25 %.
-  struct Case {
-    float min, max;
-    std::vector<uint32_t> kept; // by number of mismatches
-  } cases[] = {
-      {0.0f, 100.0f, {0, 1, 2, 5}}, // the full range is not even looked at
-      {100.0f, 100.0f, {0}},
-      {50.0f, 75.0f, {1, 2}},
-      {75.5f, 99.5f, {}},
-  };
+  // Length 4, unit 2: no mismatch 100 %, one 75 %, two 50 %, five -25 %;
+  // the full range 0..100 is not even looked at.
+  const std::tuple<float, float, std::vector<uint32_t>> cases[] = {
+      {0.0f, 100.0f, {0, 1, 2, 5}}, {100.0f, 100.0f, {0}}, {50.0f, 75.0f, {1, 2}}, {75.5f, 99.5f, {}}};
   set_sequence("ACAC");
-  for (const Case& c : cases) {
-    global_min_perfection = c.min;
-    global_max_perfection = c.max;
+  for (const auto& [min, max, expected] : cases) {
+    global_min_perfection = min;
+    global_max_perfection = max;
     CSearchController ctl(1, seq);
     for (uint32_t mismatches : {0, 1, 2, 5}) {
       Csat* s = sat_alloc.get_new(at(0), at(2));
@@ -373,7 +325,7 @@ TEST_F(SearchTest, PerfectionRangeIsInclusive)
     std::vector<uint32_t> kept;
     for (const Csat* s : ctl.imperfect_sats.sats)
       kept.push_back(s->num_mismatches);
-    EXPECT_EQ(kept, c.kept) << c.min << ".." << c.max;
+    EXPECT_EQ(kept, expected) << min << ".." << max;
   }
 }
 

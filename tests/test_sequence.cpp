@@ -18,27 +18,22 @@ namespace {
 
 const size_t BLOCK = 1000000; // bytes of the reader's first block
 
-// A scratch directory per test; files written into it go with it.
-class ScratchFiles : public ::testing::Test {
+// One scratch file per test, rewritten by each open.
+class ScratchFile : public ::testing::Test {
  protected:
   void SetUp() override
   {
     char tmpl[] = "/tmp/zerlan_seq_XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    dir = tmpl;
+    const int fd = mkstemp(tmpl);
+    ASSERT_NE(fd, -1);
+    close(fd);
+    file = tmpl;
   }
-  void TearDown() override
-  {
-    for (const std::string& f : files)
-      std::remove(f.c_str());
-    rmdir(dir.c_str());
-  }
-  std::string path() { return files.emplace_back(dir + "/f" + std::to_string(files.size())); }
+  void TearDown() override { std::remove(file.c_str()); }
   void open(CFile& in, const std::string& content)
   {
-    const std::string p = path();
-    std::ofstream(p, std::ios::binary) << content;
-    in.ffopen(p);
+    std::ofstream(file, std::ios::binary) << content;
+    in.ffopen(file);
     ASSERT_TRUE(in.good());
   }
   // Everything getchar delivers until the input is used up (a CR as the
@@ -51,8 +46,7 @@ class ScratchFiles : public ::testing::Test {
     return got;
   }
 
-  std::string dir;
-  std::vector<std::string> files;
+  std::string file;
 };
 
 void expect_end_of_input(const CFile& in)
@@ -68,35 +62,20 @@ void expect_invalid_input(const CFile& in)
 }
 
 std::string str(const faststring& s) { return std::string(s.data() ? s.data() : "", s.size()); }
-std::vector<uint32_t> vec(const fastvector<uint32_t>& v) { return {v.begin(), v.end()}; }
 
 } // namespace
 
 // ---------------------------------------------------------------------------
 // CFile
 
-using CFileTest = ScratchFiles;
-
-TEST_F(CFileTest, OpeningAndEndOfInput)
-{
-  CFile missing;
-  missing.ffopen(dir + "/does-not-exist");
-  EXPECT_TRUE(missing.fail());
-  EXPECT_FALSE(missing.good());
-
-  CFile in;
-  open(in, "A");
-  EXPECT_EQ(in.line_number(), 1u);
-  EXPECT_EQ(in.getchar(), 'A');
-  EXPECT_TRUE(in.good());
-  EXPECT_EQ(in.getchar(), 0);
-  expect_end_of_input(in);
-  EXPECT_EQ(in.getchar(), 0); // reading on keeps the flags
-  expect_end_of_input(in);
-}
+using CFileTest = ScratchFile;
 
 TEST_F(CFileTest, EveryKindOfLineBreakBecomesOneLineFeed)
 {
+  CFile missing;
+  missing.ffopen(file + ".does-not-exist");
+  EXPECT_TRUE(missing.fail());
+
   std::string no_breaks(2 * BLOCK + 12345, ' ');
   for (size_t i = 0; i < no_breaks.size(); ++i)
     no_breaks[i] = "ACGTN"[(i * 7 + i / 1000) % 5];
@@ -111,7 +90,6 @@ TEST_F(CFileTest, EveryKindOfLineBreakBecomesOneLineFeed)
       {"a\r\nb", "a\nb", 2},
       {"a\rb", "a\nb", 2},
       {"a\n\rb", "a\n\nb", 3}, // LF then CR: two breaks
-      {"a\r\rb", "a\n\nb", 3},
       {"a\r\r\nb\n", "a\n\nb\n", 4},
       {"ab\r", "ab\n", 2},
       {"a\tb\x0b" "c\x0c", "a\tb\x0b" "c\x0c", 1}, // other control bytes pass unchanged
@@ -127,90 +105,67 @@ TEST_F(CFileTest, EveryKindOfLineBreakBecomesOneLineFeed)
     EXPECT_TRUE(read_all(in) == c.delivered) << label;
     EXPECT_EQ(in.line_number(), c.line) << label;
     expect_end_of_input(in);
+    EXPECT_EQ(in.getchar(), 0); // reading on keeps the flags
+    expect_end_of_input(in);
   }
 }
 
+// A CR LF is peeked as one line feed; the G is the last byte of the first
+// block, the line feed after it the first of the second.
 TEST_F(CFileTest, PeekAndStepBackKeepTheLineCount)
 {
   CFile in;
-  open(in, "A\r\nB\nC");
+  open(in, "A");
   in.ungetchar(); // nothing read yet
   expect_invalid_input(in);
 
-  open(in, "A\r\nB\nC");
+  open(in, "A\r\n" + std::string(BLOCK - 4, 'A') + "G\nC");
   EXPECT_EQ(in.getchar(), 'A');
   EXPECT_EQ(in.peekchar(), '\n');
   EXPECT_EQ(in.peekchar(), '\n');
   EXPECT_EQ(in.line_number(), 1u);
   EXPECT_EQ(in.getchar(), '\n');
-  EXPECT_EQ(in.line_number(), 2u);
-  EXPECT_EQ(in.getchar(), 'B');
-  EXPECT_EQ(in.getchar(), '\n');
-  in.ungetchar();
+  for (size_t i = 0; i < BLOCK - 4; ++i)
+    ASSERT_EQ(in.getchar(), 'A');
+  EXPECT_EQ(in.getchar(), 'G');
+  EXPECT_EQ(in.peekchar(), '\n');
   EXPECT_EQ(in.line_number(), 2u);
   EXPECT_EQ(in.getchar(), '\n');
   EXPECT_EQ(in.line_number(), 3u);
+  in.ungetchar();
+  in.ungetchar();
+  EXPECT_TRUE(in.good());
+  EXPECT_EQ(in.line_number(), 2u);
+  EXPECT_EQ(in.getchar(), 'G');
+  EXPECT_EQ(in.getchar(), '\n');
   EXPECT_EQ(in.getchar(), 'C');
+  EXPECT_EQ(in.line_number(), 3u);
   in.peekchar();
   expect_end_of_input(in);
 }
 
-TEST_F(CFileTest, PeekAndStepBackAcrossTheBlockBoundary)
+// Concatenated gzip files have several members; they read as one text.
+// (A truncated member is checked end to end.)
+TEST_F(CFileTest, GzipInputWithTwoMembers)
 {
-  CFile in;
-  open(in, std::string(BLOCK - 1, 'A') + "G\nC");
-  for (size_t i = 0; i < BLOCK - 1; ++i)
-    ASSERT_EQ(in.getchar(), 'A');
-  EXPECT_EQ(in.getchar(), 'G'); // last byte of the first block
-  EXPECT_EQ(in.peekchar(), '\n');
-  EXPECT_EQ(in.line_number(), 1u);
-  EXPECT_EQ(in.getchar(), '\n'); // first byte of the second
-  EXPECT_EQ(in.line_number(), 2u);
-  in.ungetchar();
-  in.ungetchar();
-  EXPECT_TRUE(in.good());
-  EXPECT_EQ(in.line_number(), 1u);
-  EXPECT_EQ(in.getchar(), 'G');
-  EXPECT_EQ(in.getchar(), '\n');
-  EXPECT_EQ(in.getchar(), 'C');
-  EXPECT_EQ(in.line_number(), 2u);
-}
-
-TEST_F(CFileTest, GzipInputWithTwoMembersAndATruncatedOne)
-{
-  const std::string gz_path = path();
   const char* const modes[] = {"wb", "ab"}, *const members[] = {">s\r\nAC\n", "GT\n"};
-  for (int i = 0; i < 2; ++i) { // two members, as concatenated gzip files have
-    gzFile gz = gzopen(gz_path.c_str(), modes[i]);
+  for (int i = 0; i < 2; ++i) {
+    gzFile gz = gzopen(file.c_str(), modes[i]);
     gzputs(gz, members[i]);
     gzclose(gz);
   }
   CFile in;
-  in.ffopen(gz_path);
+  in.ffopen(file);
   EXPECT_EQ(read_all(in), ">s\nAC\nGT\n");
   EXPECT_EQ(in.line_number(), 4u);
   expect_end_of_input(in);
   EXPECT_EQ(in.read_error(), "");
-
-  std::string text;
-  for (int i = 0; i < 2000; ++i)
-    text += "ACGTTGCAACGGTACCATGA\n";
-  gzFile gz = gzopen(gz_path.c_str(), "wb");
-  gzwrite(gz, text.data(), static_cast<unsigned>(text.size()));
-  gzclose(gz);
-  std::ifstream whole(gz_path, std::ios::binary);
-  const std::string bytes((std::istreambuf_iterator<char>(whole)), std::istreambuf_iterator<char>());
-  CFile cut;
-  open(cut, bytes.substr(0, bytes.size() / 2));
-  EXPECT_LT(read_all(cut).size(), text.size());
-  expect_end_of_input(cut);
-  EXPECT_NE(cut.read_error(), "");
 }
 
 // ---------------------------------------------------------------------------
 // FASTA reader
 
-class FastaTest : public ScratchFiles {
+class FastaTest : public ScratchFile {
  protected:
   void read(const std::string& content, bool gaps_to_N = false)
   {
@@ -246,7 +201,7 @@ TEST_F(FastaTest, ResiduesAreCleanedAndGapsRemovedOrTurnedIntoN)
                       std::to_string(seq.count_ambig) + " " + std::to_string(seq.count_gaps);
     for (const fastvector<uint32_t>* list : {&seq.removed_pos, &seq.dash_pos, &seq.star_pos}) {
       std::string positions;
-      for (uint32_t pos : vec(*list))
+      for (uint32_t pos : *list)
         positions += (positions.empty() ? "" : " ") + std::to_string(pos);
       got += " [" + positions + "]";
     }
@@ -274,38 +229,27 @@ TEST_F(FastaTest, HeaderSplitsIntoNameAndDescriptionAtTheFirstBlank)
 
 TEST_F(FastaTest, RecordsAreReadOneByOne)
 {
-  struct Rec {
-    std::string full_name, residues;
-    uint32_t gaps;
-  };
-  struct Case {
-    std::string input;
-    std::vector<Rec> records;
-  };
-  const Case cases[] = {
+  using Records = std::vector<std::string>; // full name, residues, number of removed gaps
+  const std::string a(BLOCK - 4, 'A');
+  const std::pair<std::string, Records> cases[] = {
       // The second record starts with its counts and gap lists reset.
-      {">a first\nAC-G\nT*\n>b\nGGN\n", {{"a first", "ACGT", 2}, {"b", "GGN", 0}}},
-      {">s1 d\r\nAC\r\nGT\r\n>s2\rTT\rGG", {{"s1 d", "ACGT", 0}, {"s2", "TTGG", 0}}},
-      {"\n \r\n# made by hand\n#\n\n# another\r\n\t>s\nA", {{"s", "A", 0}}},
-      {">abc def", {{"abc def", "", 0}}},
-      {">a\n>b\nAC\n", {{"a", "", 0}, {"b", "AC", 0}}},
-      {">a\nAC\n>", {{"a", "AC", 0}, {"", "", 0}}}, // lone '>' at the end
+      {">a first\nAC-G\nT*\n>b\nGGN\n", {"a first ACGT 2", "b GGN 0"}},
+      {">s1 d\r\nAC\r\nGT\r\n>s2\rTT\rGG", {"s1 d ACGT 0", "s2 TTGG 0"}},
+      {"\n \r\n# made by hand\n#\n\n# another\r\n\t>s\nA", {"s A 0"}},
+      {">a\n>b\nAC\n", {"a  0", "b AC 0"}},
       // The first record fills the first block exactly; '>' opens the second.
-      {">a\n" + std::string(BLOCK - 4, 'A') + "\n>b\nC\n", {{"a", std::string(BLOCK - 4, 'A'), 0}, {"b", "C", 0}}},
+      {">a\n" + a + "\n>b\nC\n", {"a " + a + " 0", "b C 0"}},
   };
-  for (const Case& c : cases) {
-    open(in, c.input);
-    for (size_t i = 0; i < c.records.size(); ++i) {
+  for (const auto& c : cases) {
+    open(in, c.first);
+    Records got;
+    for (size_t i = 0; i < c.second.size(); ++i) {
+      EXPECT_TRUE(in.good());
       read_next();
-      const std::string label = c.input.substr(0, 30) + " record " + std::to_string(i);
-      EXPECT_EQ(str(seq.full_name), c.records[i].full_name) << label;
-      EXPECT_TRUE(str(seq.residues) == c.records[i].residues) << label;
-      EXPECT_EQ(seq.count_gaps, c.records[i].gaps) << label;
-      EXPECT_EQ(seq.removed_pos.size(), c.records[i].gaps) << label;
-      if (i + 1 < c.records.size()) {
-        EXPECT_TRUE(in.good()) << label;
-      }
+      got.push_back(str(seq.full_name) + " " + str(seq.residues) + " " + std::to_string(seq.count_gaps));
+      EXPECT_EQ(seq.removed_pos.size(), seq.count_gaps);
     }
+    EXPECT_TRUE(got == c.second) << c.first.substr(0, 30);
     expect_end_of_input(in);
   }
 }
@@ -318,16 +262,14 @@ TEST_F(FastaTest, InvalidInputFailsWithoutEndOfInputAtItsLine)
   };
   std::vector<Case> cases = {
       {"", 0},
-      {"\n\n  \n", 0},
-      {"# only a comment\n", 0},
+      {"\n\n# only a comment\n", 0},
       {"ACGT\n>s\nAC\n", 0},
       {">a\nAC\n# not here\n>b\nGT\n", 3}, // '#' only before the first record
       {">s\r\nACGT1\r\n", 2},
-      {">s\rAC\rA1", 3},
       // The CR after the C's is byte 1,000,000, its LF the first of the next block.
       {">s\r\n" + std::string(BLOCK - 5, 'C') + "\r\nGT\r\nA1\r\n", 4},
   };
-  for (const char* bad : {"1", ".", "#", ">", "E", "J", "O", "Z", "e", "\x01", "\x7f", "\xc3\xa9"})
+  for (const char* bad : {"1", ".", "#", ">", "J", "e", "\x01", "\xc3\xa9"})
     cases.push_back({std::string(">s\nACGT\nAC") + bad + "T\nGG\n", 3});
   for (const Case& c : cases) {
     for (bool gaps_to_N : {false, true}) {
@@ -345,18 +287,17 @@ TEST_F(FastaTest, InvalidInputFailsWithoutEndOfInputAtItsLine)
 
 TEST_F(FastaTest, MaskedWriterPutsGapsBackAndWrapsLines)
 {
-  std::string buffer;
   auto written = [&](unsigned int width) {
     char* buf = nullptr;
     size_t len = 0;
     FILE* out = open_memstream(&buf, &len);
     seq.writeSequence_fill_in_gaps_and_stars(out, width);
     std::fclose(out);
-    buffer.assign(buf, len);
+    const std::string text(buf, len);
     std::free(buf);
-    return buffer;
+    return text;
   };
-  const std::string line(80, 'A'), a79(79, 'A');
+  const std::string a79(79, 'A');
   struct Case {
     std::string input;
     bool gaps_to_N;
@@ -365,24 +306,12 @@ TEST_F(FastaTest, MaskedWriterPutsGapsBackAndWrapsLines)
   };
   const Case cases[] = {
       {">empty one\n>b\n", false, 80, ">empty one\n"},
-      {">s x\nAC-G*T\n", false, 80, ">s x\nAC-G*T\n"},
       {">s\n-*ac\n*-\n", false, 3, ">s\n-*A\nC*-\n"},
       {">s\nAC-G*T\n", true, 80, ">s\nACNGNT\n"},
-      {">s\n" + line + line + "\n", false, 80, ">s\n" + line + "\n" + line + "\n"},
-      {">s\n" + line + line + "C\n", false, 80, ">s\n" + line + "\n" + line + "\nC\n"},
       {">s\n" + a79 + "-G\n", false, 80, ">s\n" + a79 + "-\nG\n"}, // gaps take columns
   };
   for (const Case& c : cases) {
     read(c.input, c.gaps_to_N);
     EXPECT_EQ(written(c.width), c.expected) << c.input;
   }
-
-  // Masked residues on both sides of a gap leave the gap in place.
-  read(">s\nACG-TTA\n");
-  for (uint32_t i = 1; i <= 4; ++i)
-    seq.residues[i] = static_cast<char>(seq.residues[i] - 'A' + 'a');
-  EXPECT_EQ(written(80), ">s\nAcg-ttA\n");
-  for (uint32_t i = 1; i <= 4; ++i)
-    seq.residues[i] = 'X';
-  EXPECT_EQ(written(80), ">s\nAXX-XXA\n");
 }
