@@ -70,8 +70,11 @@ struct LookAhead {
   const char* bound;
 
   // The best score reachable from cursor c (unit character u aligned with
-  // it) with at most max_depth - depth further edits.
-  int32_t run(const char* c, const char* u, int32_t sc, unsigned depth, int32_t best) const
+  // it) with at most max_depth - depth further edits. Inlined into its
+  // callers, so that the many paths that end after their exact phase cost
+  // no call; only paths that go on branch into options().
+  __attribute__((always_inline)) int32_t run(const char* c, const char* u, int32_t sc, unsigned depth,
+                                             int32_t best) const
   {
     // Exact phase: consumes matches and passable N runs; stops at a differing
     // residue, at the bound or at an N run that is too long.
@@ -96,9 +99,18 @@ struct LookAhead {
     }
     if (depth == g.max_depth)
       return sc;
-
     best = std::max(best, sc);
     const int64_t bound_score = g.prune_bound(best, floor);
+    if (bound_score >= static_cast<int64_t>(sc) + std::max(g.mismatch, g.indel))
+      return sc; // no option can stay above the bound
+    return options(c, u, sc, depth, best, bound_score);
+  }
+
+  // At a differing residue: the best of stopping here and of each edit that
+  // can stay above the prune bound, tried in the order M, I, D.
+  __attribute__((noinline)) int32_t options(const char* c, const char* u, int32_t sc, unsigned depth,
+                                            int32_t best, int64_t bound_score) const
+  {
     int32_t result = sc;
     if (bound_score < static_cast<int64_t>(sc) + g.mismatch)
       result = std::max(result, run(c + Dir, step_unit<Dir>(u, ub, ue), sc + g.mismatch, depth + 1, best));
@@ -181,6 +193,7 @@ void extend(Csat& sat, const char* bound)
   const int64_t floor = -static_cast<int64_t>(unit_length) - g.prefer_longer;
   const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound};
   BestState best(sat);
+  bool best_is_current = true; // the record has not moved since the last save
   for (;;) {
     const char* c = Dir > 0 ? sat.sat_end : sat.sat_begin - 1;
     if (c == bound)
@@ -189,6 +202,7 @@ void extend(Csat& sat, const char* bound)
       ++sat.score;
       move_end(c + Dir);
       phase = step_unit<Dir>(phase, ub, ue);
+      best_is_current = false;
       continue;
     }
     if (*c == 'N' && g.pass_Ns) {
@@ -201,14 +215,17 @@ void extend(Csat& sat, const char* bound)
         ++sat.num_Ns;
       }
       move_end(c);
+      best_is_current = false;
       continue;
     }
 
     // A differing residue. With P = 1 an equal score also replaces the best
     // state, so that of two equally good alignments the longer one is kept.
     const int32_t sc = sat.score;
-    if (sc > best.score - g.prefer_longer)
+    if (sc > best.score - g.prefer_longer && !best_is_current) {
       best.save(sat);
+      best_is_current = true;
+    }
     const int64_t bound_score = g.prune_bound(best.score, floor);
     const char* next_u = step_unit<Dir>(phase, ub, ue);
     char choice = 0;
@@ -237,6 +254,7 @@ void extend(Csat& sat, const char* bound)
 
     // Commit the chosen edit whatever its look-ahead promised; the best state
     // is restored at the end if the path does not recover.
+    best_is_current = false;
     switch (choice) {
     case 'M':
       sat.missense_list.push_back({c, 'M'});
