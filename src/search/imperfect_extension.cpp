@@ -194,6 +194,9 @@ void extend(Csat& sat, const char* bound)
   const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound};
   BestState best(sat);
   bool best_is_current = true; // the record has not moved since the last save
+  // Consumes matches and passable N runs, commits one edit at each differing
+  // residue; stops at the bound, at an N run that is too long, or where no
+  // edit can stay above the prune bound.
   for (;;) {
     const char* c = Dir > 0 ? sat.sat_end : sat.sat_begin - 1;
     if (c == bound)
