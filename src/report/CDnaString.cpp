@@ -84,30 +84,33 @@ CDnaString reverse_complement(const CDnaString& s)
   return r;
 }
 
+// The distinct prime factors below n, from the table up to 10000 and by
+// trial division beyond it.
+static std::vector<uint32_t> prime_factors_below(uint32_t n)
+{
+  std::vector<uint32_t> factors;
+  if (n <= 10000) {
+    for (const uint32_t* p = prime_factors_row(n); *p; ++p)
+      factors.push_back(*p);
+    return factors;
+  }
+  uint32_t rest = n;
+  for (uint32_t p = 2; p * p <= rest; ++p)
+    if (rest % p == 0) {
+      factors.push_back(p);
+      while (rest % p == 0)
+        rest /= p;
+    }
+  if (rest > 1 && rest < n)
+    factors.push_back(rest);
+  return factors;
+}
+
 // Whether the unit is p equal pieces for some prime p dividing its length.
 static bool repeats_shorter_unit_by_prime_factors(const char* unit, uint32_t length)
 {
-  if (length > 10000) {
-    // Beyond the table: factor the length directly.
-    std::vector<uint32_t> factors;
-    uint32_t rest = length;
-    for (uint32_t p = 2; p * p <= rest; ++p)
-      if (rest % p == 0) {
-        factors.push_back(p);
-        while (rest % p == 0)
-          rest /= p;
-      }
-    if (rest > 1 && rest < length)
-      factors.push_back(rest);
-    for (uint32_t p : factors) {
-      uint32_t piece = length / p;
-      if (std::memcmp(unit, unit + piece, length - piece) == 0)
-        return true;
-    }
-    return false;
-  }
-  for (const uint32_t* p = prime_factors_row(length); *p; ++p) {
-    uint32_t piece = length / *p;
+  for (uint32_t p : prime_factors_below(length)) {
+    const uint32_t piece = length / p;
     // All p pieces are equal exactly when each equals the next one.
     if (std::memcmp(unit, unit + piece, length - piece) == 0)
       return true;

@@ -2,6 +2,8 @@
 
 #include "settings/global-types-and-parameters.h"
 
+#include "search/unit_walk.h"
+
 namespace {
 
 // Extends a record to the right and then to the left as long as the residues
@@ -12,60 +14,16 @@ void extend_exact(Csat& sat, const char* begin, const char* end)
 {
   const uint32_t allowed = static_cast<uint32_t>(global_Ns_allowed_in_a_row);
   const bool pass_Ns = allowed != 0 && !global_treat_Ns_as_missense;
-  const char* ub = sat.unit_begin;
-  const char* ue = sat.unit_end;
 
-  // Right: consumes residues while they equal the unit in phase.
-  const char* p = sat.sat_end;
-  const char* u = sat.unit_phase_right;
-  int32_t score = sat.score;
-  while (p != end) {
-    if (*p == *u) {
-      ++score;
-      ++p;
-      if (++u == ue)
-        u = ub;
-    } else if (*p == 'N' && pass_Ns) {
-      const char* run = p;
-      while (run != end && *run == 'N')
-        ++run;
-      if (static_cast<size_t>(run - p) > allowed)
-        break;
-      sat.num_Ns += static_cast<uint32_t>(run - p);
-      for (; p != run; ++p)
-        if (++u == ue)
-          u = ub;
-    } else {
-      break;
-    }
-  }
-  sat.sat_end = p;
-  sat.unit_phase_right = u;
+  const char* c = sat.sat_end;
+  exact_phase<1>(c, sat.unit_phase_right, sat.unit_begin, sat.unit_end, end, sat.score, sat.num_Ns, allowed,
+                 pass_Ns);
+  sat.sat_end = c;
 
-  // Left, the mirror image: the residue at p - 1 is compared with u.
-  p = sat.sat_begin;
-  u = sat.unit_phase_left;
-  while (p != begin) {
-    if (p[-1] == *u) {
-      ++score;
-      --p;
-      u = (u == ub ? ue : u) - 1;
-    } else if (p[-1] == 'N' && pass_Ns) {
-      const char* run = p;
-      while (run != begin && run[-1] == 'N')
-        --run;
-      if (static_cast<size_t>(p - run) > allowed)
-        break;
-      sat.num_Ns += static_cast<uint32_t>(p - run);
-      for (; p != run; --p)
-        u = (u == ub ? ue : u) - 1;
-    } else {
-      break;
-    }
-  }
-  sat.sat_begin = p;
-  sat.unit_phase_left = u;
-  sat.score = score;
+  c = sat.sat_begin - 1;
+  exact_phase<-1>(c, sat.unit_phase_left, sat.unit_begin, sat.unit_end, begin - 1, sat.score, sat.num_Ns, allowed,
+                  pass_Ns);
+  sat.sat_begin = c + 1;
   trim_Ns(sat);
 }
 

@@ -1,5 +1,6 @@
 #include "search/CSearchController.h"
 
+#include "search/unit_walk.h"
 #include "settings/global-types-and-parameters.h"
 
 #include <algorithm>
@@ -12,14 +13,6 @@
 // (forward: sat_end; backward: sat_begin - 1) and moves by Dir.
 
 namespace {
-
-template <int Dir>
-inline const char* step_unit(const char* u, const char* ub, const char* ue)
-{
-  if (Dir > 0)
-    return u + 1 == ue ? ub : u + 1;
-  return (u == ub ? ue : u) - 1;
-}
 
 // The settings the extension reads, gathered once per extension.
 struct Scoring {
@@ -50,16 +43,6 @@ struct Scoring {
   }
 };
 
-// Length of the run of N's starting at the cursor c, not passing bound.
-template <int Dir>
-inline uint32_t N_run(const char* c, const char* bound)
-{
-  const char* r = c;
-  while (r != bound && *r == 'N')
-    r += Dir;
-  return static_cast<uint32_t>((r - c) * Dir);
-}
-
 // The look-ahead of one extension: what stays fixed while it recurses.
 template <int Dir>
 struct LookAhead {
@@ -78,25 +61,9 @@ struct LookAhead {
   {
     // Exact phase: consumes matches and passable N runs; stops at a differing
     // residue, at the bound or at an N run that is too long.
-    for (;;) {
-      if (c == bound)
-        return sc;
-      if (*c == *u) {
-        ++sc;
-        c += Dir;
-        u = step_unit<Dir>(u, ub, ue);
-      } else if (*c == 'N' && g.pass_Ns) {
-        uint32_t run_length = N_run<Dir>(c, bound);
-        if (run_length > g.allowed_Ns)
-          return sc;
-        for (uint32_t i = 0; i < run_length; ++i) {
-          c += Dir;
-          u = step_unit<Dir>(u, ub, ue);
-        }
-      } else {
-        break;
-      }
-    }
+    uint32_t Ns_passed = 0; // the look-ahead does not count them
+    if (!exact_phase<Dir>(c, u, ub, ue, bound, sc, Ns_passed, g.allowed_Ns, g.pass_Ns))
+      return sc;
     if (depth == g.max_depth)
       return sc;
     best = std::max(best, sc);
