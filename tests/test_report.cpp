@@ -1,0 +1,57 @@
+// The reported form of a repeat unit in the three modes, with the refusal of
+// units that repeat a shorter unit, and the class names by unit length.
+
+#include "report/CDnaString.h"
+#include "report/Csat.h"
+#include "settings/global-types-and-parameters.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+TEST(UnitNormalForm, ReportModes)
+{
+  struct Case {
+    int mode;
+    std::string unit, reported; // "": refused as a repetition of a shorter unit
+  };
+  const Case cases[] = {
+      // 0: as it is; refused when a prime factor of its length cuts it into equal pieces.
+      {0, "GCA", "GCA"}, {0, "AAA", "AAA"}, // length 3 is prime: never tested
+      {0, "ATAT", ""}, {0, "ACGACG", ""}, {0, "ACACAC", ""}, {0, "ACACAG", "ACACAG"}, {0, "AAAAAAAA", ""},
+      // 1: smallest rotation; refused when it equals one of its own rotations.
+      {1, "GCA", "AGC"}, {1, "TTAGG", "AGGTT"}, {1, "CAAGAA", "AACAAG"}, {1, "TATA", ""}, {1, "AAA", ""},
+      // 2: smaller of the smallest rotations of the unit and of its reverse complement.
+      {2, "CTG", "AGC"}, {2, "GGC", "CCG"}, {2, "T", "A"}, {2, "G", "C"}, {2, "GACGAC", ""}, {2, "AAA", ""},
+  };
+  for (const Case& c : cases) {
+    init_param();
+    global_report_unit_mode = c.mode;
+    Csat sat;
+    sat.init(c.unit.data(), c.unit.data() + c.unit.size());
+    CDnaString unit;
+    const bool accepted = unit_normal_form(sat, unit);
+    EXPECT_EQ(accepted ? std::string(unit.data(), unit.size()) : "", c.reported) << c.mode << " " << c.unit;
+  }
+  init_param();
+}
+
+TEST(UnitNormalForm, RepeatClassNames)
+{
+  const char* const names[] = {"  mononucleotide", "    dinucleotide", "   trinucleotide", " tetranucleotide",
+                               " pentanucleotide", "  hexanucleotide", "    7-nucleotide"};
+  const std::string text(7, 'A');
+  for (size_t length = 1; length <= 7; ++length) {
+    Csat sat;
+    sat.init(text.data(), text.data() + length);
+    char* buffer = nullptr;
+    size_t size = 0;
+    FILE* out = open_memstream(&buffer, &size);
+    sat.print_repeat_name(out);
+    std::fclose(out);
+    EXPECT_EQ(std::string(buffer, size), names[length - 1]);
+    std::free(buffer);
+  }
+}
