@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <list>
+#include <mutex>
 
 // One deviation of a repeat from the perfect repetition of its unit.
 // For a deletion, pos is the residue before which the unit character is missing.
@@ -73,7 +74,8 @@ class Csat {
 bool lessThan_sat(const Csat* a, const Csat* b);
 
 // The pool of free records. Last in, first out: get_new takes the record
-// returned last, so recycled records stay warm in the cache.
+// returned last, so recycled records stay warm in the cache. Searches on
+// several threads share it; records are taken only for accepted repeats.
 class Csat_garbagecollector {
  public:
   Csat_garbagecollector() = default;
@@ -82,9 +84,20 @@ class Csat_garbagecollector {
   ~Csat_garbagecollector();
 
   Csat* get_new(const char* begin, const char* end);
-  void push_back(Csat* s) { free_sats.push_back(s); }
+  void push_back(Csat* s)
+  {
+    std::lock_guard<std::mutex> hold(lock);
+    free_sats.push_back(s);
+  }
+  // Moves all records of a list to the back of the pool, in list order.
+  void take_all(std::list<Csat*>& sats)
+  {
+    std::lock_guard<std::mutex> hold(lock);
+    free_sats.splice(free_sats.end(), sats);
+  }
 
   std::list<Csat*> free_sats;
+  std::mutex lock;
 };
 
 extern Csat_garbagecollector sat_alloc;

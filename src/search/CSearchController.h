@@ -3,6 +3,7 @@
 
 #include "report/Csat.h"
 #include "search/CAnchorSeq.h"
+#include "search/CThreadPool.h"
 #include "sequence/CSequence_Mol.h"
 
 #include <cstdint>
@@ -41,6 +42,12 @@ class CSearchController {
   CSequence_Mol& seq;
   CsatContainer exact_sats;
   CsatContainer imperfect_sats;
+  // Threads that may take part in this search (none: the calling thread
+  // alone). The results are the same either way.
+  CThreadPool* workers = nullptr;
+  // Whether the search writes its messages and timed progress lines; a
+  // search on a worker thread leaves that to the run driver.
+  bool console = true;
 
   // Minimum score and length per unit length, built once per process from
   // the settings. The _user pair holds what the user asked for; the _intern
@@ -49,9 +56,14 @@ class CSearchController {
   static int32_t* minLengths_user;
   static int32_t* minScores_intern;
   static int32_t* minLengths_intern;
-  // The active pair, which every search tests against.
-  static int32_t* minScores;
-  static int32_t* minLengths;
+  // The active pair, which every search tests against. Each thread has its
+  // own, so that searches of several records can run at once.
+  static thread_local int32_t* minScores;
+  static thread_local int32_t* minLengths;
+
+  // Whether the tables already cover a record of this many residues; when
+  // not, the next controller extends them, which no search may overlap.
+  static bool tables_cover(size_t residues);
 
   // Frees the tables so that the next controller builds them anew from the
   // settings then in force; for harnesses that run Zerlan several times in
@@ -64,7 +76,7 @@ class CSearchController {
     return sat.score >= minScores[k] && static_cast<int32_t>(sat.normalized_length()) >= minLengths[k];
   }
 
- private:
+  // A timed progress line, when one is due, at every 256th seed.
   void progress(size_t offset, unsigned int unit_length) const;
 };
 
