@@ -83,6 +83,7 @@ CsatContainer& search_record(CSearchController& controller)
     controller.complete_imperfect_search(nullptr);
   controller.remove_hidden(controller.imperfect_sats);
   controller.filter_perfection(controller.imperfect_sats);
+  controller.restore_missense_lists(controller.imperfect_sats);
   return controller.imperfect_sats;
 }
 

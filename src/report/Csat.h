@@ -36,16 +36,30 @@ class Csat {
   uint32_t num_deletions;
   uint32_t num_Ns;
   fastvector<missense_entry> missense_list;
+  // A long missense list is dropped once the search has used it and made
+  // again from the seed for the report (see CSearchController), so that the
+  // many repeats found over a long satellite array do not each hold one.
+  bool missense_dropped = false;
 
   // A one-unit repeat whose unit is [begin, end), score and counts zero.
   void init(const char* begin, const char* end)
   {
+    missense_dropped = false;
     sat_begin = unit_begin = unit_phase_right = begin;
     sat_end = unit_end = end;
     unit_phase_left = end - 1;
     score = 0;
     num_mismatches = num_insertions = num_deletions = num_Ns = 0;
     missense_list.clear();
+  }
+
+  // Drops a missense list that is longer than a short repeat's would be.
+  void drop_long_missense_list()
+  {
+    if (missense_list.size() > 64) {
+      missense_list.release();
+      missense_dropped = true;
+    }
   }
 
   uint32_t length() const { return static_cast<uint32_t>(sat_end - sat_begin); }

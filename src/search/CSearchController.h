@@ -37,6 +37,8 @@ class CSearchController {
 
   void remove_hidden(CsatContainer& sats);
   void filter_perfection(CsatContainer& sats);
+  // Makes the dropped missense lists of the records again, from their seeds.
+  void restore_missense_lists(CsatContainer& sats);
 
   unsigned int seq_number;
   CSequence_Mol& seq;
@@ -83,5 +85,7 @@ class CSearchController {
 // Drops trailing and then leading N's of an extended repeat, moving the phase
 // pointers along; the score is unchanged because N's score 0.
 void trim_Ns(Csat& sat);
+// Extends a record both ways over residues that repeat its unit exactly.
+void extend_exact(Csat& sat, const char* begin, const char* end);
 
 #endif

@@ -7,8 +7,6 @@
 
 #include <algorithm>
 
-namespace {
-
 // Extends a record to the right and then to the left as long as the residues
 // repeat its unit exactly. A run of up to global_Ns_allowed_in_a_row N's is
 // passed with score 0 (unless N's count as mismatches); N's left at either
@@ -29,8 +27,6 @@ void extend_exact(Csat& sat, const char* begin, const char* end)
   sat.sat_begin = c + 1;
   trim_Ns(sat);
 }
-
-} // namespace
 
 void CSearchController::exact_search_2()
 {

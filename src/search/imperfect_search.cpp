@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <atomic>
+#include <climits>
 #include <memory>
 #include <vector>
 
@@ -180,6 +181,7 @@ class Pass {
         std::lock_guard<std::mutex> hold(marks_lock);
         cover_repeat(*sat, s, 0, static_cast<ptrdiff_t>(n), [this](ptrdiff_t i, char m) { marks.marks[i] = m; });
       }
+      sat->drop_long_missense_list();
       result.push_back(sat);
     }
   }
@@ -263,6 +265,8 @@ void CSearchController::search_exact_and_extend_to_imperfect_repeats()
     for (size_t i = i0; i < i1; ++i) {
       const uint32_t k = seeds[i]->unit_length();
       accepted[i] = extend_seed(*this, *seeds[i], first, last, minScores_user[k], minLengths_user[k]);
+      if (accepted[i])
+        seeds[i]->drop_long_missense_list();
     }
   };
   if (workers && workers->size() > 1 && seeds.size() > 1) {
@@ -288,6 +292,26 @@ void CSearchController::search_exact_and_extend_to_imperfect_repeats()
     it = next;
   }
   imperfect_sats.sats.sort(lessThan_sat);
+}
+
+// A record's extension depends on its seed alone, so a dropped list comes
+// back the same when the seed is extended again: the seed unit, its exact
+// extension in the exact-then-extend mode, then the imperfect extension.
+void CSearchController::restore_missense_lists(CsatContainer& sats)
+{
+  const char* first = seq.residues.data();
+  const char* last = first + seq.residues.size();
+  Csat again;
+  for (Csat* sat : sats.sats) {
+    if (!sat->missense_dropped)
+      continue;
+    again.init(sat->unit_begin, sat->unit_end);
+    if (global_search_mode == 1)
+      extend_exact(again, first, last);
+    extend_seed(*this, again, first, last, INT32_MIN, INT32_MIN);
+    sat->missense_list.swap(again.missense_list);
+    sat->missense_dropped = false;
+  }
 }
 
 void CSearchController::complete_imperfect_search(FILE*)
