@@ -4,6 +4,7 @@
 #include "settings/global-types-and-parameters.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <vector>
 
@@ -66,6 +67,8 @@ struct ThresholdTables {
 
 ThresholdTables tables;
 
+std::atomic<uint64_t> searches{0};
+
 // Entries a record of this many residues needs: every unit length up to the
 // maximum that is shorter than the record.
 size_t entries_for(size_t residues)
@@ -82,7 +85,7 @@ bool CSearchController::tables_cover(size_t residues)
 }
 
 CSearchController::CSearchController(unsigned int seq_number, CSequence_Mol& seq)
-    : seq_number(seq_number), seq(seq), exact_sats(sat_alloc), imperfect_sats(sat_alloc)
+    : seq_number(seq_number), seq(seq), exact_sats(sat_alloc), imperfect_sats(sat_alloc), search_id(++searches)
 {
   tables.cover(entries_for(seq.residues.size()));
   minScores = minScores_user;

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <list>
 
 // Searches one sequence. Built per record by the run driver, which runs one
@@ -21,6 +22,7 @@ class CSearchController {
   CSearchController& operator=(const CSearchController&) = delete;
 
   void exact_search_2();
+  void find_exact_repeats(const std::function<bool(Csat*)>& take);
   void search_exact_and_extend_to_imperfect_repeats();
   void complete_imperfect_search(FILE* unused);
   void unit_len_1_complete_imperfect_search(CAnchorSeq& marks, std::list<Csat*>& result);
@@ -50,6 +52,9 @@ class CSearchController {
   // Whether the search writes its messages and timed progress lines; a
   // search on a worker thread leaves that to the run driver.
   bool console = true;
+  // Tells the searches of different records apart, for what the extension
+  // remembers between seeds of one search (see walked_paths.h).
+  const uint64_t search_id;
 
   // Minimum score and length per unit length, built once per process from
   // the settings. The _user pair holds what the user asked for; the _intern

@@ -30,6 +30,18 @@ void extend_exact(Csat& sat, const char* begin, const char* end)
 
 void CSearchController::exact_search_2()
 {
+  find_exact_repeats([this](Csat* sat) {
+    exact_sats.sats.push_back(sat);
+    return true;
+  });
+  exact_sats.sats.sort(lessThan_sat);
+}
+
+// The exact search proper: hands every repeat that passes the active
+// thresholds to take, in the order found, and keeps the record for the next
+// window unless take keeps it.
+void CSearchController::find_exact_repeats(const std::function<bool(Csat*)>& take)
+{
   const uint32_t n = seq.residues.size();
   if (n == 0)
     return;
@@ -77,9 +89,9 @@ void CSearchController::exact_search_2()
         Csat* sat = take_spare(s + p, s + p + 1);
         extend_exact(*sat, s, s_end);
         if (passes_active_thresholds(*sat)) {
-          exact_sats.sats.push_back(sat);
-          spare = nullptr;
           p = static_cast<size_t>(sat->sat_end - s) - 1;
+          if (take(sat))
+            spare = nullptr;
         }
         ++p;
         skip_Ns();
@@ -130,13 +142,12 @@ void CSearchController::exact_search_2()
               marks.free_at(static_cast<size_t>(e.pos - s));
           }
         }
-        exact_sats.sats.push_back(sat);
-        spare = nullptr;
+        if (take(sat))
+          spare = nullptr;
       }
     });
   }
 
   if (spare)
     sat_alloc.push_back(spare);
-  exact_sats.sats.sort(lessThan_sat);
 }

@@ -1,6 +1,7 @@
 #include "search/CSearchController.h"
 
 #include "search/unit_walk.h"
+#include "search/walked_paths.h"
 #include "settings/global-types-and-parameters.h"
 
 #include <algorithm>
@@ -89,8 +90,10 @@ struct LookAhead {
   }
 };
 
-// A copy of the record at its best score so far, to return to when the
-// extension cannot do better.
+// The record at its best score so far, to return to when the extension
+// cannot do better. The extension only appends to the missense list, so the
+// list at its best is the first entries of the list as it is: only their
+// number is kept, and a long extension costs no copying.
 class BestState {
  public:
   explicit BestState(const Csat& sat) { save(sat); }
@@ -101,17 +104,12 @@ class BestState {
     sat_end = sat.sat_end;
     unit_phase_right = sat.unit_phase_right;
     unit_phase_left = sat.unit_phase_left;
-    unit_begin = sat.unit_begin;
-    unit_end = sat.unit_end;
     score = sat.score;
     num_mismatches = sat.num_mismatches;
     num_insertions = sat.num_insertions;
     num_deletions = sat.num_deletions;
     num_Ns = sat.num_Ns;
-    const uint32_t n = sat.missense_list.size();
-    entries.reserve_exactly(n);
-    std::copy(sat.missense_list.begin(), sat.missense_list.end(), entries.begin());
-    entries.resize_within_capacity(n);
+    entries = sat.missense_list.size();
   }
 
   void restore(Csat& sat) const
@@ -120,36 +118,42 @@ class BestState {
     sat.sat_end = sat_end;
     sat.unit_phase_right = unit_phase_right;
     sat.unit_phase_left = unit_phase_left;
-    sat.unit_begin = unit_begin;
-    sat.unit_end = unit_end;
     sat.score = score;
     sat.num_mismatches = num_mismatches;
     sat.num_insertions = num_insertions;
     sat.num_deletions = num_deletions;
     sat.num_Ns = num_Ns;
-    const uint32_t n = entries.size();
-    sat.missense_list.reserve_exactly(n);
-    std::copy(entries.begin(), entries.end(), sat.missense_list.begin());
-    sat.missense_list.resize_within_capacity(n);
+    sat.missense_list.resize_within_capacity(entries);
   }
 
   int32_t score;
 
  private:
-  const char *sat_begin, *sat_end, *unit_phase_right, *unit_phase_left, *unit_begin, *unit_end;
+  const char *sat_begin, *sat_end, *unit_phase_right, *unit_phase_left;
   uint32_t num_mismatches, num_insertions, num_deletions, num_Ns;
-  fastvector<missense_entry> entries;
+  uint32_t entries;
 };
 
+// The walked paths of this thread for one search and direction.
+WalkedPaths& walked_paths(int dir, uint64_t search)
+{
+  static thread_local WalkedPaths paths[2];
+  WalkedPaths& w = paths[dir > 0];
+  w.reset_for(search);
+  return w;
+}
+
 template <int Dir>
-void extend(Csat& sat, const char* bound)
+void extend(Csat& sat, const char* bound, uint64_t search)
 {
   const Scoring g;
   const int32_t unit_length = static_cast<int32_t>(sat.unit_length());
+  const uint32_t L = static_cast<uint32_t>(unit_length);
   const char* ub = sat.unit_begin;
   const char* ue = sat.unit_end;
   const char*& phase = Dir > 0 ? sat.unit_phase_right : sat.unit_phase_left;
-  // The moving end of the record for a cursor position c.
+  // The cursor: the next residue to examine; and the record's moving end for it.
+  auto cursor = [&sat] { return Dir > 0 ? sat.sat_end : sat.sat_begin - 1; };
   auto move_end = [&sat](const char* c) {
     if (Dir > 0)
       sat.sat_end = c;
@@ -161,11 +165,52 @@ void extend(Csat& sat, const char* bound)
   const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound};
   BestState best(sat);
   bool best_is_current = true; // the record has not moved since the last save
+
+  // Walked paths (see walked_paths.h) need the prune bound to be the fixed
+  // floor, that is the score reduction unlimited. Above high_zone no option
+  // of the extension or the look-ahead can reach the floor: a path of
+  // max_depth edits loses at most max_depth times the dearest edit.
+  WalkedPaths* walked = g.reduction_limited ? nullptr : &walked_paths(Dir, search);
+  const int64_t high_zone = floor + static_cast<int64_t>(g.max_depth) * std::max(-g.mismatch, -g.indel);
+  WalkedPaths::Family family{0, 0};
+  int family_known = 0; // 0 not yet looked up, 1 known, -1 not worth it
+  uint32_t recording = WalkedPaths::NONE;
+  // Where the path just followed to its end went on, to be found without a look-up.
+  std::pair<uint32_t, uint32_t> hint{WalkedPaths::NONE, 0};
+
+  // Commits an edit at the differing residue c.
+  auto commit = [&](const char* c, char kind) {
+    best_is_current = false;
+    switch (kind) {
+    case 'M':
+      sat.missense_list.push_back({c, 'M'});
+      sat.score += g.mismatch;
+      ++sat.num_mismatches;
+      move_end(c + Dir);
+      phase = step_unit<Dir>(phase, ub, ue);
+      break;
+    case 'I':
+      sat.missense_list.push_back({c, 'I'});
+      sat.score += g.indel;
+      ++sat.num_insertions;
+      move_end(c + Dir);
+      break;
+    default:
+      // A deletion is recorded at the residue that follows the missing unit
+      // character in sequence order.
+      sat.missense_list.push_back({Dir > 0 ? c : c + 1, 'D'});
+      sat.score += g.indel;
+      ++sat.num_deletions;
+      phase = step_unit<Dir>(phase, ub, ue);
+      break;
+    }
+  };
+
   // Consumes matches and passable N runs, commits one edit at each differing
   // residue; stops at the bound, at an N run that is too long, or where no
   // edit can stay above the prune bound.
   for (;;) {
-    const char* c = Dir > 0 ? sat.sat_end : sat.sat_begin - 1;
+    const char* c = cursor();
     if (c == bound)
       break;
     if (*c == *phase) {
@@ -196,6 +241,57 @@ void extend(Csat& sat, const char* bound)
       best.save(sat);
       best_is_current = true;
     }
+
+    uint32_t family_phase = 0;
+    const bool in_high_zone = walked && sc > high_zone;
+    if (in_high_zone && family_known == 0)
+      family_known = walked->family_of(ub, L, family) ? 1 : -1;
+    if (in_high_zone && family_known == 1) {
+      family_phase = (static_cast<uint32_t>(phase - ub) + L - family.rotation) % L;
+      uint32_t path = hint.first, index = hint.second;
+      hint.first = WalkedPaths::NONE;
+      const bool hinted = path != WalkedPaths::NONE && walked->points(path)[index].at == c &&
+                          walked->points(path)[index].phase == family_phase;
+      if (hinted || walked->find(family.id, c, family_phase, path, index)) {
+        // Make the recorded walk's edits for as long as the score stays in
+        // the high zone, then go on from where that leaves the record.
+        if (recording != WalkedPaths::NONE)
+          walked->link(recording, path, index);
+        recording = WalkedPaths::NONE;
+        const std::vector<WalkedPaths::Point>& points = walked->points(path);
+        const WalkedPaths::Point base = points[index];
+        const uint32_t m0 = sat.num_mismatches, i0 = sat.num_insertions, d0 = sat.num_deletions, n0 = sat.num_Ns;
+        for (size_t j = index;; ++j) {
+          const WalkedPaths::Point& p = points[j];
+          if (j > index) {
+            // The record as it stands at point j.
+            const int32_t score_j = sc + (p.score - base.score);
+            move_end(p.at);
+            phase = ub + (p.phase + family.rotation) % L;
+            sat.score = score_j;
+            sat.num_mismatches = m0 + (p.mismatches - base.mismatches);
+            sat.num_insertions = i0 + (p.insertions - base.insertions);
+            sat.num_deletions = d0 + (p.deletions - base.deletions);
+            sat.num_Ns = n0 + (p.Ns - base.Ns);
+            if (score_j <= high_zone)
+              break; // decided below, on the next turn of the loop
+            if (score_j > best.score - g.prefer_longer) {
+              best.save(sat);
+              best_is_current = true;
+            }
+          }
+          commit(p.at, p.kind);
+          if (j + 1 == points.size()) {
+            hint = walked->next_of(path); // where the recorded walk went on
+            break;
+          }
+        }
+        continue;
+      }
+    } else {
+      recording = WalkedPaths::NONE;
+    }
+
     const int64_t bound_score = g.prune_bound(best.score, floor);
     const char* next_u = step_unit<Dir>(phase, ub, ue);
     char choice = 0;
@@ -221,33 +317,17 @@ void extend(Csat& sat, const char* bound)
         best.restore(sat);
       return;
     }
-
+    if (in_high_zone && family_known == 1) {
+      if (recording == WalkedPaths::NONE)
+        recording = walked->start_path();
+      const WalkedPaths::Point p{c,  family_phase,         choice,           sc, sat.num_mismatches,
+                                 sat.num_insertions, sat.num_deletions, sat.num_Ns};
+      if (recording != WalkedPaths::NONE && !walked->record(recording, family.id, p))
+        recording = WalkedPaths::NONE;
+    }
     // Commit the chosen edit whatever its look-ahead promised; the best state
     // is restored at the end if the path does not recover.
-    best_is_current = false;
-    switch (choice) {
-    case 'M':
-      sat.missense_list.push_back({c, 'M'});
-      sat.score += g.mismatch;
-      ++sat.num_mismatches;
-      move_end(c + Dir);
-      phase = next_u;
-      break;
-    case 'I':
-      sat.missense_list.push_back({c, 'I'});
-      sat.score += g.indel;
-      ++sat.num_insertions;
-      move_end(c + Dir);
-      break;
-    default:
-      // A deletion is recorded at the residue that follows the missing unit
-      // character in sequence order.
-      sat.missense_list.push_back({Dir > 0 ? c : c + 1, 'D'});
-      sat.score += g.indel;
-      ++sat.num_deletions;
-      phase = next_u;
-      break;
-    }
+    commit(c, choice);
   }
   if (sat.score <= best.score - g.prefer_longer)
     best.restore(sat);
@@ -255,9 +335,12 @@ void extend(Csat& sat, const char* bound)
 
 } // namespace
 
-void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound) { extend<1>(sat, bound); }
+void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound) { extend<1>(sat, bound, search_id); }
 
-void CSearchController::extend_imperfect_backward(Csat& sat, const char* bound) { extend<-1>(sat, bound); }
+void CSearchController::extend_imperfect_backward(Csat& sat, const char* bound)
+{
+  extend<-1>(sat, bound, search_id);
+}
 
 int32_t CSearchController::extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos,
                                                                const char* unit_begin, const char* unit_end,

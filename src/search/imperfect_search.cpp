@@ -18,12 +18,24 @@ namespace {
 bool extend_seed(CSearchController& controller, Csat& sat, const char* first, const char* last, int32_t min_score,
                  int32_t min_length)
 {
+  const uint32_t before = sat.missense_list.size();
   controller.extend_imperfect_forward(sat, last);
+  const uint32_t forward = sat.missense_list.size();
   controller.extend_imperfect_backward(sat, first - 1);
   trim_Ns(sat);
   if (sat.score < min_score || static_cast<int32_t>(sat.normalized_length()) < min_length)
     return false;
-  std::sort(sat.missense_list.begin(), sat.missense_list.end(), Csat::lessThan_missense());
+  missense_entry* list = sat.missense_list.begin();
+  if (before == 0) {
+    // The forward edits come in increasing order of position, the backward
+    // ones in decreasing order, all before the seed; at one position the
+    // deletions come first going forward and last going backward. So the
+    // sorted list is the backward part reversed, then the forward part.
+    std::reverse(list, sat.missense_list.end());
+    std::reverse(list + (sat.missense_list.size() - forward), sat.missense_list.end());
+  } else {
+    std::sort(list, sat.missense_list.end(), Csat::lessThan_missense());
+  }
   return true;
 }
 
@@ -239,59 +251,137 @@ class Pass {
 
 } // namespace
 
+namespace {
+
+// A seed of the exact-then-extend mode as the exact search found it.
+struct Seed {
+  const char *sat_begin, *sat_end, *unit_begin, *unit_end, *unit_phase_right, *unit_phase_left;
+  int32_t score;
+  uint32_t num_Ns;
+  size_t order; // found as the order-th seed
+};
+
+// A seed that the extension turned into a repeat of the user's thresholds,
+// with what decides its place in the result: the seeds come sorted by their
+// exact extent, in the order found, and the result is sorted stably by the
+// extended extent.
+struct Extended {
+  Csat* sat;
+  const char *seed_begin, *seed_end;
+  size_t order;
+  bool operator<(const Extended& o) const
+  {
+    if (sat->sat_begin != o.sat->sat_begin)
+      return sat->sat_begin < o.sat->sat_begin;
+    if (sat->sat_end != o.sat->sat_end)
+      return sat->sat_end < o.sat->sat_end;
+    if (seed_begin != o.seed_begin)
+      return seed_begin < o.seed_begin;
+    if (seed_end != o.seed_end)
+      return seed_end < o.seed_end;
+    return order < o.order;
+  }
+};
+
+struct SeedBatch {
+  std::vector<Seed> seeds;
+  std::vector<Extended> extended;
+  std::atomic<bool> done{false};
+};
+
+} // namespace
+
 void CSearchController::search_exact_and_extend_to_imperfect_repeats()
 {
   if (console) {
     std::fputs("  Searching for exact repeats.\n", stderr);
     std::fflush(stderr);
   }
+  const char* first = seq.residues.data();
+  const char* last = first + seq.residues.size();
+  const bool parallel = workers && workers->size() > 1;
+
+  // Every seed is extended on its own, so the seeds are extended in batches
+  // as the exact search finds them, on all threads; only the seeds that
+  // become repeats are kept.
+  std::vector<std::unique_ptr<SeedBatch>> batches;
+  std::atomic<size_t> outstanding{0};
+  auto extend_batch = [this, first, last](SeedBatch& batch) {
+    Csat* spare = nullptr;
+    for (const Seed& seed : batch.seeds) {
+      Csat* sat = spare ? spare : sat_alloc.get_new(seed.unit_begin, seed.unit_end);
+      sat->init(seed.unit_begin, seed.unit_end);
+      sat->sat_begin = seed.sat_begin;
+      sat->sat_end = seed.sat_end;
+      sat->unit_phase_right = seed.unit_phase_right;
+      sat->unit_phase_left = seed.unit_phase_left;
+      sat->score = seed.score;
+      sat->num_Ns = seed.num_Ns;
+      spare = sat;
+      const uint32_t k = sat->unit_length();
+      if (!extend_seed(*this, *sat, first, last, minScores_user[k], minLengths_user[k]))
+        continue;
+      sat->drop_long_missense_list();
+      batch.extended.push_back({sat, seed.sat_begin, seed.sat_end, seed.order});
+      spare = nullptr;
+    }
+    if (spare)
+      sat_alloc.push_back(spare);
+    std::vector<Seed>().swap(batch.seeds);
+  };
+  auto dispatch = [&] {
+    SeedBatch& batch = *batches.back();
+    if (!parallel) {
+      extend_batch(batch);
+      return;
+    }
+    ++outstanding;
+    workers->submit([&extend_batch, &batch, &outstanding] {
+      auto done = at_end([&] {
+        batch.done = true;
+        --outstanding;
+      });
+      extend_batch(batch);
+    });
+    // A bounded number of batches waits for a thread.
+    const size_t limit = 4 * workers->size();
+    workers->help_until([&] { return outstanding <= limit; });
+  };
+  const size_t batch_size = 1024;
+  size_t found = 0;
+
   minScores = minScores_intern;
   minLengths = minLengths_intern;
-  exact_search_2();
+  find_exact_repeats([&](Csat* sat) {
+    if (batches.empty() || batches.back()->seeds.size() == batch_size) {
+      if (!batches.empty())
+        dispatch();
+      batches.push_back(std::make_unique<SeedBatch>());
+      batches.back()->seeds.reserve(batch_size);
+    }
+    batches.back()->seeds.push_back({sat->sat_begin, sat->sat_end, sat->unit_begin, sat->unit_end,
+                                     sat->unit_phase_right, sat->unit_phase_left, sat->score, sat->num_Ns,
+                                     found++});
+    return false;
+  });
   minScores = minScores_user;
   minLengths = minLengths_user;
+  if (!batches.empty())
+    dispatch();
+  if (parallel)
+    workers->help_until([&] { return outstanding == 0; });
   if (console) {
     std::fputs("  Extend exact to imperfect repeats.\n", stderr);
     std::fflush(stderr);
   }
 
-  // Every seed is extended on its own; with a pool, stretches of seeds are
-  // extended on all threads, and the results are taken in seed order.
-  const char* first = seq.residues.data();
-  const char* last = first + seq.residues.size();
-  std::vector<Csat*> seeds(exact_sats.sats.begin(), exact_sats.sats.end());
-  std::unique_ptr<bool[]> accepted(new bool[seeds.size()]);
-  auto extend_range = [&, this](size_t i0, size_t i1) {
-    for (size_t i = i0; i < i1; ++i) {
-      const uint32_t k = seeds[i]->unit_length();
-      accepted[i] = extend_seed(*this, *seeds[i], first, last, minScores_user[k], minLengths_user[k]);
-      if (accepted[i])
-        seeds[i]->drop_long_missense_list();
-    }
-  };
-  if (workers && workers->size() > 1 && seeds.size() > 1) {
-    const size_t size = std::max<size_t>(1, std::min<size_t>(256, seeds.size() / (8 * workers->size())));
-    std::atomic<size_t> left{(seeds.size() + size - 1) / size};
-    for (size_t i0 = 0; i0 < seeds.size(); i0 += size)
-      workers->submit([&, i0, size] {
-        auto done = at_end([&] { --left; });
-        extend_range(i0, std::min(seeds.size(), i0 + size));
-      });
-    workers->help_until([&] { return left == 0; });
-  } else {
-    extend_range(0, seeds.size());
-  }
-  size_t i = 0;
-  std::list<Csat*>& list = exact_sats.sats;
-  for (auto it = list.begin(); it != list.end(); ++i) {
-    auto next = std::next(it);
-    if (accepted[i])
-      imperfect_sats.sats.splice(imperfect_sats.sats.end(), list, it);
-    else
-      exact_sats.remove(it);
-    it = next;
-  }
-  imperfect_sats.sats.sort(lessThan_sat);
+  std::vector<Extended> extended;
+  for (const auto& batch : batches)
+    extended.insert(extended.end(), batch->extended.begin(), batch->extended.end());
+  batches.clear();
+  std::sort(extended.begin(), extended.end());
+  for (const Extended& e : extended)
+    imperfect_sats.sats.push_back(e.sat);
 }
 
 // A record's extension depends on its seed alone, so a dropped list comes
