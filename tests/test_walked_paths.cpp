@@ -3,7 +3,7 @@
 // to ever bind prunes exactly like the unlimited one but walks every seed
 // on its own, so it gives the reference: every seed of a diverged array
 // must extend to the same record, field by field and edit by edit, whether
-// its walk is its own or follows others.
+// its walk is its own or follows others, and with its list or without.
 
 #include "main/console.h"
 #include "search/CSearchController.h"
@@ -47,15 +47,16 @@ std::string array(bool attcc, size_t length)
   return s;
 }
 
-std::string describe(const Csat& r, const char* s)
+std::string describe(const Csat& r, const char* s, bool with_list = true)
 {
   std::string d = std::to_string(r.sat_begin - s) + "-" + std::to_string(r.sat_end - s) + " phases " +
                   std::to_string(r.unit_phase_left - s) + "," + std::to_string(r.unit_phase_right - s) + " score " +
                   std::to_string(r.score) + " M" + std::to_string(r.num_mismatches) + " I" +
                   std::to_string(r.num_insertions) + " D" + std::to_string(r.num_deletions) + " N" +
                   std::to_string(r.num_Ns) + ":";
-  for (const missense_entry& e : r.missense_list)
-    d += " " + std::to_string(e.pos - s) + e.kind;
+  if (with_list)
+    for (const missense_entry& e : r.missense_list)
+      d += " " + std::to_string(e.pos - s) + e.kind;
   return d;
 }
 
@@ -73,11 +74,16 @@ TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
       CSearchController shared(1, seq);
       for (size_t u : {2u, 5u, 7u, 10u}) {
         for (size_t b = 300; b + u < 1800; b += 11) {
-          Csat followed, own;
+          Csat followed, own, counted;
           global_prefer_longer_repeat = prefer_longer;
           followed.init(s + b, s + b + u);
           shared.extend_imperfect_forward(followed, end);
           shared.extend_imperfect_backward(followed, s - 1);
+          // A record without its list jumps over the followed stretches.
+          counted.init(s + b, s + b + u);
+          counted.missense_dropped = true;
+          shared.extend_imperfect_forward(counted, end);
+          shared.extend_imperfect_backward(counted, s - 1);
           global_maximum_scorereduction = SCOREREDUCTION_UNLIMITED - 1;
           CSearchController alone(2, seq);
           own.init(s + b, s + b + u);
@@ -86,6 +92,7 @@ TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
           global_maximum_scorereduction = SCOREREDUCTION_UNLIMITED;
           ASSERT_EQ(describe(followed, s), describe(own, s))
               << (attcc ? "ATTCC" : "AC/7") << " unit " << u << " seed " << b << " P " << prefer_longer;
+          ASSERT_EQ(describe(counted, s, false), describe(own, s, false)) << "without list, seed " << b;
         }
       }
     }

@@ -6,6 +6,7 @@
 #include "search/unit_walk.h"
 
 #include <algorithm>
+#include <cstring>
 
 // Extends a record to the right and then to the left as long as the residues
 // repeat its unit exactly. A run of up to global_Ns_allowed_in_a_row N's is
@@ -102,9 +103,12 @@ void CSearchController::find_exact_repeats(const std::function<bool(Csat*)>& tak
   // A unit must be shorter than the sequence for any window to exist.
   for (size_t k = global_min_unit_length < 2 ? 2 : global_min_unit_length; k <= global_max_unit_length && k < n;
        ++k) {
-    size_t next_N = 0; // the first N at or after the window start
-    while (next_N < n && s[next_N] != 'N')
-      ++next_N;
+    // The first N at or after the window start.
+    auto first_N_from = [s, n](size_t from) {
+      const void* p = std::memchr(s + from, 'N', n - from);
+      return p ? static_cast<size_t>(static_cast<const char*>(p) - s) : size_t(n);
+    };
+    size_t next_N = first_N_from(0);
     // The window [w, w + k) extends over the agreeing positions through
     // w + k - 1 and w + k. Windows end one residue before the sequence end
     // at the latest: a repeat touching the last residue is found from an
@@ -113,11 +117,8 @@ void CSearchController::find_exact_repeats(const std::function<bool(Csat*)>& tak
       const size_t last = std::min(x1 < k ? 0 : x1 - k, static_cast<size_t>(n) - k - 1);
       for (size_t w = x0 < k ? 0 : x0 - k; w <= last; ++w) {
         progress(w, static_cast<unsigned int>(k));
-        if (next_N < w) {
-          next_N = w;
-          while (next_N < n && s[next_N] != 'N')
-            ++next_N;
-        }
+        if (next_N < w)
+          next_N = first_N_from(w);
         if (!marks.window_is_free(w, w + k) || next_N < w + k)
           continue;
         const char* ws = s + w;

@@ -1,5 +1,6 @@
 #include "search/CSearchController.h"
 
+#include "search/CThreadPool.h"
 #include "search/unit_walk.h"
 #include "search/walked_paths.h"
 #include "settings/global-types-and-parameters.h"
@@ -174,31 +175,43 @@ void extend(Csat& sat, const char* bound, uint64_t search)
   const int64_t high_zone = floor + static_cast<int64_t>(g.max_depth) * std::max(-g.mismatch, -g.indel);
   WalkedPaths::Family family{0, 0};
   int family_known = 0; // 0 not yet looked up, 1 known, -1 not worth it
-  uint32_t recording = WalkedPaths::NONE;
+  // The walk's own points in the high zone are kept when it finds a
+  // recorded one, leaves the high zone or ends.
+  auto settle = [&](uint32_t path, uint32_t index) {
+    const WalkedPaths::Point walk{nullptr, 0, 0, sat.score, sat.num_mismatches, sat.num_insertions,
+                                 sat.num_deletions, sat.num_Ns};
+    walked->settle_fresh(family.id, path, index, walk);
+  };
+  auto settle_at_end = at_end([&] {
+    if (walked && family_known == 1)
+      settle(WalkedPaths::NONE, 0);
+  });
   // Where the path just followed to its end went on, to be found without a look-up.
   std::pair<uint32_t, uint32_t> hint{WalkedPaths::NONE, 0};
 
+  // A record whose list is dropped (made again from its seed when needed)
+  // is extended without listing its edits: only the counts are kept.
+  const bool listing = !sat.missense_dropped;
   // Commits an edit at the differing residue c.
   auto commit = [&](const char* c, char kind) {
     best_is_current = false;
+    if (listing)
+      sat.missense_list.push_back({kind == 'D' && Dir < 0 ? c + 1 : c, kind});
     switch (kind) {
     case 'M':
-      sat.missense_list.push_back({c, 'M'});
       sat.score += g.mismatch;
       ++sat.num_mismatches;
       move_end(c + Dir);
       phase = step_unit<Dir>(phase, ub, ue);
       break;
     case 'I':
-      sat.missense_list.push_back({c, 'I'});
       sat.score += g.indel;
       ++sat.num_insertions;
       move_end(c + Dir);
       break;
     default:
-      // A deletion is recorded at the residue that follows the missing unit
-      // character in sequence order.
-      sat.missense_list.push_back({Dir > 0 ? c : c + 1, 'D'});
+      // A deletion is recorded (above) at the residue that follows the
+      // missing unit character in sequence order.
       sat.score += g.indel;
       ++sat.num_deletions;
       phase = step_unit<Dir>(phase, ub, ue);
@@ -250,46 +263,60 @@ void extend(Csat& sat, const char* bound, uint64_t search)
       family_phase = (static_cast<uint32_t>(phase - ub) + L - family.rotation) % L;
       uint32_t path = hint.first, index = hint.second;
       hint.first = WalkedPaths::NONE;
-      const bool hinted = path != WalkedPaths::NONE && walked->points(path)[index].at == c &&
-                          walked->points(path)[index].phase == family_phase;
+      const bool hinted = path != WalkedPaths::NONE && walked->at(path, index).at == c &&
+                          walked->at(path, index).phase == family_phase;
       if (hinted || walked->find(family.id, c, family_phase, path, index)) {
         // Make the recorded walk's edits for as long as the score stays in
         // the high zone, then go on from where that leaves the record.
-        if (recording != WalkedPaths::NONE)
-          walked->link(recording, path, index);
-        recording = WalkedPaths::NONE;
-        const std::vector<WalkedPaths::Point>& points = walked->points(path);
-        const WalkedPaths::Point base = points[index];
+        settle(path, index);
+        const WalkedPaths::Point base = walked->at(path, index);
         const uint32_t m0 = sat.num_mismatches, i0 = sat.num_insertions, d0 = sat.num_deletions, n0 = sat.num_Ns;
-        for (size_t j = index;; ++j) {
-          const WalkedPaths::Point& p = points[j];
-          if (j > index) {
-            // The record as it stands at point j.
-            const int32_t score_j = sc + (p.score - base.score);
-            move_end(p.at);
-            phase = ub + (p.phase + family.rotation) % L;
-            sat.score = score_j;
-            sat.num_mismatches = m0 + (p.mismatches - base.mismatches);
-            sat.num_insertions = i0 + (p.insertions - base.insertions);
-            sat.num_deletions = d0 + (p.deletions - base.deletions);
-            sat.num_Ns = n0 + (p.Ns - base.Ns);
-            if (score_j <= high_zone)
-              break; // decided below, on the next turn of the loop
-            if (score_j > best.score - g.prefer_longer) {
-              best.save(sat);
-              best_is_current = true;
+        // The record as it stands at point j of the path.
+        auto stand_at = [&](size_t j) {
+          const WalkedPaths::Point& p = walked->at(path, j);
+          move_end(p.at);
+          phase = ub + (p.phase + family.rotation) % L;
+          sat.score = sc + (p.score - base.score);
+          sat.num_mismatches = m0 + (p.mismatches - base.mismatches);
+          sat.num_insertions = i0 + (p.insertions - base.insertions);
+          sat.num_deletions = d0 + (p.deletions - base.deletions);
+          sat.num_Ns = n0 + (p.Ns - base.Ns);
+        };
+        // The points after index whose score stays in the high zone.
+        const int64_t offset = static_cast<int64_t>(sc) - base.score;
+        const size_t out = walked->first_at_most(path, index + 1, high_zone - offset);
+        if (listing) {
+          // Point by point, listing the edits.
+          for (size_t j = index; j < out; ++j) {
+            if (j > index) {
+              stand_at(j);
+              if (sat.score > best.score - g.prefer_longer) {
+                best.save(sat);
+                best_is_current = true;
+              }
             }
+            commit(walked->at(path, j).at, walked->at(path, j).kind);
           }
-          commit(p.at, p.kind);
-          if (j + 1 == points.size()) {
-            hint = walked->next_of(path); // where the recorded walk went on
-            break;
+        } else if (out > index + 1) {
+          // Only the best point and the last one matter.
+          const size_t top = walked->highest(path, index + 1, out, g.prefer_longer == 1);
+          if (walked->at(path, top).score + offset > best.score - g.prefer_longer) {
+            stand_at(top);
+            best.save(sat);
           }
+          stand_at(out - 1);
+          commit(walked->at(path, out - 1).at, walked->at(path, out - 1).kind);
+        } else {
+          commit(base.at, base.kind);
         }
+        if (out < walked->end_of(path))
+          stand_at(out); // decided below, on the next turn of the loop
+        else
+          hint = walked->next_of(path); // where the recorded walk went on
         continue;
       }
-    } else {
-      recording = WalkedPaths::NONE;
+    } else if (walked && family_known == 1) {
+      settle(WalkedPaths::NONE, 0); // out of the high zone
     }
 
     const int64_t bound_score = g.prune_bound(best.score, floor);
@@ -317,14 +344,9 @@ void extend(Csat& sat, const char* bound, uint64_t search)
         best.restore(sat);
       return;
     }
-    if (in_high_zone && family_known == 1) {
-      if (recording == WalkedPaths::NONE)
-        recording = walked->start_path();
-      const WalkedPaths::Point p{c,  family_phase,         choice,           sc, sat.num_mismatches,
-                                 sat.num_insertions, sat.num_deletions, sat.num_Ns};
-      if (recording != WalkedPaths::NONE && !walked->record(recording, family.id, p))
-        recording = WalkedPaths::NONE;
-    }
+    if (in_high_zone && family_known == 1)
+      walked->add_fresh({c, family_phase, choice, sc, sat.num_mismatches, sat.num_insertions, sat.num_deletions,
+                         sat.num_Ns});
     // Commit the chosen edit whatever its look-ahead promised; the best state
     // is restored at the end if the path does not recover.
     commit(c, choice);

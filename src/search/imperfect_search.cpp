@@ -317,11 +317,13 @@ void CSearchController::search_exact_and_extend_to_imperfect_repeats()
       sat->unit_phase_left = seed.unit_phase_left;
       sat->score = seed.score;
       sat->num_Ns = seed.num_Ns;
+      // Extended without listing its edits: the few repeats that are
+      // reported get their lists from their seeds again.
+      sat->missense_dropped = true;
       spare = sat;
       const uint32_t k = sat->unit_length();
       if (!extend_seed(*this, *sat, first, last, minScores_user[k], minLengths_user[k]))
         continue;
-      sat->drop_long_missense_list();
       batch.extended.push_back({sat, seed.sat_begin, seed.sat_end, seed.order});
       spare = nullptr;
     }

@@ -2,6 +2,7 @@
 #define WALKED_PATHS_H
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <utility>
 #include <unordered_map>
@@ -50,15 +51,28 @@ class WalkedPaths {
     return true;
   }
 
-  // A new path, or NONE when the record is full (the walks then go on
-  // without recording). A path holds consecutive points of one walk; record
-  // appends one and is false when the record is full.
-  uint32_t start_path();
-  bool record(uint32_t path, uint32_t family, const Point& p);
-  const std::vector<Point>& points(uint32_t path) const { return paths[path].points; }
+  // Points are recorded per walk, as a walk makes them, and kept in
+  // paths of consecutive points of one walk. A path's points have indices
+  // from begin_of to end_of; when a walk that has just made fresh points
+  // finds the first point of a path, its points go in front of that path,
+  // so that the walks from seeds further and further on, which each add a
+  // stretch before the earlier ones, still make one long path.
+  void add_fresh(const Point& p) { fresh.push_back(p); }
+  // The walk, standing as in walk, found a recorded point (or, with path
+  // NONE, left the high zone or ended): its fresh points are kept, and
+  // linked to that point.
+  void settle_fresh(uint32_t family, uint32_t path, uint32_t index, const Point& walk);
+  const Point& at(uint32_t path, size_t i) const { return paths[path].points[i - paths[path].first]; }
+  size_t begin_of(uint32_t path) const { return paths[path].first; }
+  size_t end_of(uint32_t path) const { return paths[path].first + paths[path].points.size(); }
+  // The first point from `from` on whose score is at most `limit`, or
+  // end_of; and the point of the highest score in [from, to), the last of
+  // equals when latest is set, else the first. Both look at 64 points at a
+  // time where they can.
+  size_t first_at_most(uint32_t path, size_t from, int64_t limit) const;
+  size_t highest(uint32_t path, size_t from, size_t to, bool latest) const;
   // Where the walk that recorded a path went on: the point of another path
   // that it found at its next differing residue, if it found one.
-  void link(uint32_t path, uint32_t to_path, uint32_t to_index) { paths[path].next = {to_path, to_index}; }
   std::pair<uint32_t, uint32_t> next_of(uint32_t path) const { return paths[path].next; }
 
   // The paths belong to one search of one record in one direction.
@@ -83,10 +97,25 @@ class WalkedPaths {
   uint64_t search = 0;
   size_t recorded = 0;
   std::unordered_map<std::string, uint32_t> families;
+  // The lowest and highest score of 64 consecutive points, and where the
+  // highest comes first and last.
+  struct Block {
+    int32_t low, high;
+    uint32_t first_high, last_high;
+  };
+  static const size_t BLOCK = 64;
+  // Indices start here and go down as points are put in front.
+  static const size_t ORIGIN = size_t(1) << 30;
   struct Path {
-    std::vector<Point> points;
+    std::deque<Point> points;
+    std::deque<Block> blocks; // block b covers indices from b * BLOCK
+    size_t first = ORIGIN, first_block = ORIGIN / BLOCK;
     std::pair<uint32_t, uint32_t> next{NONE, 0};
   };
+  void put(uint32_t path, uint32_t family, const Point& p, bool in_front);
+  const Block& block(uint32_t path, size_t i) const { return paths[path].blocks[i / BLOCK - paths[path].first_block]; }
+
+  std::vector<Point> fresh;
   std::vector<Path> paths;
   std::unordered_map<Key, uint64_t, KeyHash> index_of;
 };
