@@ -12,8 +12,6 @@ int32_t* CSearchController::minScores_user = nullptr;
 int32_t* CSearchController::minLengths_user = nullptr;
 int32_t* CSearchController::minScores_intern = nullptr;
 int32_t* CSearchController::minLengths_intern = nullptr;
-thread_local int32_t* CSearchController::minScores = nullptr;
-thread_local int32_t* CSearchController::minLengths = nullptr;
 
 namespace {
 

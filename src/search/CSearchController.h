@@ -65,8 +65,8 @@ class CSearchController {
   static int32_t* minLengths_intern;
   // The active pair, which every search tests against. Each thread has its
   // own, so that searches of several records can run at once.
-  static thread_local int32_t* minScores;
-  static thread_local int32_t* minLengths;
+  static inline thread_local int32_t* minScores = nullptr;
+  static inline thread_local int32_t* minLengths = nullptr;
 
   // Whether the tables already cover a record of this many residues; when
   // not, the next controller extends them, which no search may overlap.

@@ -78,7 +78,7 @@ class WalkedPaths {
   // The paths belong to one search of one record in one direction.
   void reset_for(uint64_t search);
 
-  static const uint32_t NONE = UINT32_MAX;
+  static constexpr uint32_t NONE = UINT32_MAX;
 
  private:
   struct Key {
@@ -103,9 +103,9 @@ class WalkedPaths {
     int32_t low, high;
     uint32_t first_high, last_high;
   };
-  static const size_t BLOCK = 64;
+  static constexpr size_t BLOCK = 64;
   // Indices start here and go down as points are put in front.
-  static const size_t ORIGIN = size_t(1) << 30;
+  static constexpr size_t ORIGIN = size_t(1) << 30;
   struct Path {
     std::deque<Point> points;
     std::deque<Block> blocks; // block b covers indices from b * BLOCK
