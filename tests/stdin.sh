@@ -24,12 +24,15 @@ printf '>a\nACACACACACAC\n>b\nAC1T\n' > invalid.fa
 # A repeat across the 1,000,000-byte block boundary of the reader, on one line.
 { echo '>long'; head -c 999990 /dev/zero | tr '\0' 'A'; printf 'CAGCAGCAGCAGCAGCAGCAG'; echo; } > long.fa
 
-run() { # run NAME ARGS...: report, console and status of one run, the input name replaced by "-"
+# run NAME ARGS...: report, console and status of one run, with the input
+# name replaced by "-" and the clock times of the progress lines masked.
+run() {
   local name=$1
   shift
   "$ZERLAN" "$@" > "$name.out" 2> "$name.err"
   echo $? > "$name.status"
-  sed -i 's/^\(# \)\{0,1\}\(Input file name:[[:space:]]*\).*/\1\2-/' "$name.out" "$name.err"
+  sed -i -e 's/^\(# \)\{0,1\}\(Input file name:[[:space:]]*\).*/\1\2-/' \
+         -e 's/^[0-9][0-9]\.[0-9][0-9]\.[0-9][0-9] - /TT.TT.TT - /' "$name.out" "$name.err"
 }
 
 for input in "$EXAMPLE" example.fa.gz invalid.fa long.fa; do
