@@ -388,6 +388,13 @@ int read_and_init_parameters(int argc, char** argv)
                   "or equal to the minimum unit length.\n");
     return -1;
   }
+  // The masked copy is written beside the input file, and standard input
+  // has no place beside it.
+  if (global_input_filename == "-" && (global_mask_X || global_mask_lower)) {
+    error_message("Sorry, the options --maskX and --maskLower write the masked sequences to a file beside\n"
+                  "the input file. They cannot be used when the input is read from standard input (\"-\").\n");
+    return -1;
+  }
   return read_thread_count();
 }
 
