@@ -1,18 +1,21 @@
 #!/usr/bin/env bash
-# Times Zerlan in each search mode on the benchmark genomes, next to Debian's
-# trf and tantan on the same files, and prints wall time, throughput and
-# peak memory per tool and data set.
+# Times Zerlan in each search mode on the benchmark genomes and on synthetic
+# satellite arrays, on one thread and on the default number of threads, next
+# to Debian's trf and tantan on the same files, and prints wall time,
+# throughput and peak memory per tool and data set.
 #   bash bench/run.sh [path/to/zerlan]        (default: build/zerlan)
-# ZERLAN_BENCH_SETS="ecoli umaydis chr22-human-blocks" restricts the data
-# sets; ZERLAN_BENCH_TIMEOUT (seconds, default 1800) bounds each run;
+# ZERLAN_BENCH_SETS restricts the data sets (default: all of
+#   ecoli umaydis chr22-human-blocks attcc-100k attcc-200k attcc-1m
+#   ac7-100k ac7-200k ac7-1m);
+# ZERLAN_BENCH_TIMEOUT (seconds, default 600) bounds each run;
 # ZERLAN_BENCH_CACHE says where fetch-data.sh keeps the genomes.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 zerlan=$(realpath -m "${1:-$here/../build/zerlan}")
 cache=${ZERLAN_BENCH_CACHE:-$HOME/.cache/zerlan-bench}
 export ZERLAN_BENCH_CACHE=$cache
-sets=${ZERLAN_BENCH_SETS:-ecoli umaydis chr22-human-blocks}
-limit=${ZERLAN_BENCH_TIMEOUT:-1800}
+sets=${ZERLAN_BENCH_SETS:-ecoli umaydis chr22-human-blocks attcc-100k attcc-200k attcc-1m ac7-100k ac7-200k ac7-1m}
+limit=${ZERLAN_BENCH_TIMEOUT:-600}
 
 bash "$here/fetch-data.sh" >/dev/null
 
@@ -28,6 +31,21 @@ fi
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+
+# The synthetic arrays (see make_arrays.cpp) are made once into the cache.
+mkdir -p "$cache/arrays"
+g++ -O2 -o "$work/make_arrays" "$here/make_arrays.cpp"
+for set in $sets; do
+  case $set in
+    attcc-* | ac7-*)
+      size=${set#*-}
+      size=${size/k/000}
+      size=${size/m/000000}
+      [ -s "$cache/arrays/$set.fa" ] || "$work/make_arrays" "${set%%-*}" "$size" >"$cache/arrays/$set.fa"
+      ;;
+  esac
+done
+threads=$(nproc)
 
 # Runs one command inside the scratch directory (trf writes its files into
 # the current directory), standard output to $work/out, standard error to
@@ -51,10 +69,12 @@ measure() { # tool command...
   fi
 }
 
-line() { printf '%-20s %-19s %8s %9s %8s %9s %8s\n' "$@"; }
-line data-set tool Mb seconds Mb/s peak-MiB vs-trf
+line() { printf '%-19s %-19s %6s | %8s %8s %8s %7s | %8s %8s %8s %7s\n' "$@"; }
+echo "Zerlan: one thread, then the default number of threads ($threads here)."
+line data-set tool Mb seconds Mb/s peak-MiB vs-trf seconds Mb/s peak-MiB vs-trf
 for set in $sets; do
   fa="$cache/$set.fa"
+  [ -s "$fa" ] || fa="$cache/arrays/$set.fa"
   if [ ! -s "$fa" ]; then
     printf '%-20s no such data set (%s)\n' "$set" "$fa"
     continue
@@ -71,27 +91,41 @@ for set in $sets; do
       zerlan-*) program=$zerlan ;;
     esac
     if ! command -v "$program" >/dev/null; then
-      line "$set" "$tool" "$mb" missing - - -
+      line "$set" "$tool" "$mb" missing - - - - - - -
       continue
     fi
-    case $tool in
-      trf) result=$(measure trf trf "$fa" 2 7 7 80 10 50 500 -h -ngs) ;;
-      tantan) result=$(measure tantan tantan "$plain") ;;
-      zerlan-*) result=$(measure zerlan "$zerlan" -M "${tool#zerlan-}" "$fa" "$work/run/report") ;;
-    esac
-    read -r state seconds kb <<<"$result"
-    case $state in
-      timed-out) line "$set" "$tool" "$mb" ">${limit}" - - timeout; continue ;;
-      failed) line "$set" "$tool" "$mb" failed - - "exit=$seconds"; continue ;;
-    esac
-    [ "$tool" = trf ] && trf_seconds=$seconds
-    ratio=-
-    if [[ $tool == zerlan-* && -n $trf_seconds ]]; then
-      ratio=$(awk -v t="$trf_seconds" -v z="$seconds" 'BEGIN { if (z > 0) printf "%.2fx", t / z; else print "-" }')
-    fi
-    speed=$(awk -v mb="$mb" -v s="$seconds" 'BEGIN { if (s > 0) printf "%.2f", mb / s; else print "-" }')
-    peak=$(awk -v kb="$kb" 'BEGIN { printf "%.1f", kb / 1024 }')
-    line "$set" "$tool" "$mb" "$seconds" "$speed" "$peak" "$ratio"
+    cells=()
+    for t in 1 default; do
+      if [[ $tool != zerlan-* && $t == default ]]; then
+        cells+=(- - - -)
+        continue
+      fi
+      case $tool in
+        trf) result=$(measure trf trf "$fa" 2 7 7 80 10 50 500 -h -ngs) ;;
+        tantan) result=$(measure tantan tantan "$plain") ;;
+        zerlan-*)
+          if [ "$t" = 1 ]; then
+            result=$(ZERLAN_THREADS=1 measure zerlan "$zerlan" -M "${tool#zerlan-}" "$fa" "$work/run/report")
+          else
+            result=$(measure zerlan "$zerlan" -M "${tool#zerlan-}" "$fa" "$work/run/report")
+          fi
+          ;;
+      esac
+      read -r state seconds kb <<<"$result"
+      case $state in
+        timed-out) cells+=(">${limit}" - - timeout); continue ;;
+        failed) cells+=(failed - - "exit=$seconds"); continue ;;
+      esac
+      [ "$tool" = trf ] && trf_seconds=$seconds
+      ratio=-
+      if [[ $tool == zerlan-* && -n $trf_seconds ]]; then
+        ratio=$(awk -v t="$trf_seconds" -v z="$seconds" 'BEGIN { if (z > 0) printf "%.2fx", t / z; else print "-" }')
+      fi
+      speed=$(awk -v mb="$mb" -v s="$seconds" 'BEGIN { if (s > 0) printf "%.2f", mb / s; else print "-" }')
+      peak=$(awk -v kb="$kb" 'BEGIN { printf "%.1f", kb / 1024 }')
+      cells+=("$seconds" "$speed" "$peak" "$ratio")
+    done
+    line "$set" "$tool" "$mb" "${cells[@]}"
   done
 done
 echo "Mb: residues without gap characters. vs-trf: trf's time divided by Zerlan's; above 1 means Zerlan is faster."

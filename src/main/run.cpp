@@ -11,11 +11,15 @@
 #include "settings/global-types-and-parameters.h"
 #include "settings/number2cstring.h"
 
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <deque>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -47,6 +51,70 @@ bool write_failed(FILE* f, const char* name, bool closing = false)
   general_PrintMessage(stderr, "Sorry! Failed to write to \n   \"", name, "\"\n");
   general_PrintMessage(stderr, "(", reason, "). The output is incomplete.\n");
   good_bye_on_error(ERROR_WRITE);
+  return true;
+}
+
+// A record on its way through the run: read, searched (on any thread),
+// then reported and masked in input order.
+struct RecordJob {
+  unsigned int number = 0;
+  CSequence_Mol* record = nullptr;
+  std::unique_ptr<CSequence_Mol> seq; // owns the record while it is searched on the pool
+  std::unique_ptr<CSearchController> controller;
+  CsatContainer* found = nullptr;
+  // Searched on the reading thread, which wrote the record's progress line
+  // and the search's messages as it went.
+  bool searched_here = false;
+  std::atomic<bool> searched{false};
+};
+
+// The search of the chosen mode and the filters; returns the container that
+// is reported and masked.
+CsatContainer& search_record(CSearchController& controller)
+{
+  if (global_search_mode == 0) {
+    controller.exact_search_2();
+    controller.remove_hidden(controller.exact_sats);
+    return controller.exact_sats;
+  }
+  if (global_search_mode == 1)
+    controller.search_exact_and_extend_to_imperfect_repeats();
+  else
+    controller.complete_imperfect_search(nullptr);
+  controller.remove_hidden(controller.imperfect_sats);
+  controller.filter_perfection(controller.imperfect_sats);
+  controller.restore_missense_lists(controller.imperfect_sats);
+  return controller.imperfect_sats;
+}
+
+// Writes a searched record's report and, with masking on, its masked copy.
+// A record searched on the pool gets its progress line and the messages of
+// its search here, in the order a search on this thread would have written
+// them. False when a write failed (the message is out).
+bool report_record(RecordJob& job, FILE* out, const char* out_name, FILE* masked, const std::string& masked_name)
+{
+  CSequence_Mol& seq = *job.record;
+  if (!job.searched_here) {
+    report_status(job.number, seq.name.c_str(), global_min_unit_length, 'r');
+    update_report_time();
+    if (global_search_mode == 1)
+      general_PrintMessage(stderr, "  Searching for exact repeats.\n", "  Extend exact to imperfect repeats.\n");
+  }
+  report_SATList(out, job.found->sats, seq);
+  if (write_failed(out, out_name))
+    return false;
+  if (masked) {
+    // Masking follows the report, so reported sequences are never masked.
+    char* residues = seq.residues.data();
+    for (const Csat* sat : job.found->sats) {
+      char* end = residues + (sat->sat_end - residues);
+      for (char* p = residues + (sat->sat_begin - residues); p != end; ++p)
+        *p = global_mask_lower ? static_cast<char>(std::tolower(static_cast<unsigned char>(*p))) : 'X';
+    }
+    seq.writeSequence_fill_in_gaps_and_stars(masked, 80);
+    if (write_failed(masked, masked_name.c_str()))
+      return false;
+  }
   return true;
 }
 
@@ -111,14 +179,55 @@ int run_zerlan(int argc, char** argv)
     }
   }
 
+  // Records are read, reported and masked in input order on this thread.
+  // With several threads, short records are searched on the pool while the
+  // next ones are read, up to a bounded number of residues per thread; a
+  // long record is searched alone, with all threads walking its seeds.
+  CThreadPool pool(global_threads);
+  const bool parallel = pool.size() > 1;
+  const size_t short_record = 256 * 1024;
+  const size_t in_flight_residues_max = pool.size() * 1024 * 1024;
+  const size_t in_flight_records_max = 4 * pool.size();
+  std::deque<std::unique_ptr<RecordJob>> in_flight;
+  std::vector<std::unique_ptr<CSequence_Mol>> idle_records;
+  size_t in_flight_residues = 0;
+
+  // Reports the oldest record in flight once its search has ended.
+  auto report_oldest = [&]() -> bool {
+    RecordJob& job = *in_flight.front();
+    pool.help_until([&] { return job.searched.load(); });
+    in_flight_residues -= job.record->residues.size();
+    const bool ok = report_record(job, out, out_name, masked, masked_name);
+    job.controller.reset();
+    idle_records.push_back(std::move(job.seq));
+    in_flight.pop_front();
+    return ok;
+  };
+  auto report_all = [&]() -> bool {
+    while (!in_flight.empty())
+      if (!report_oldest())
+        return false;
+    return true;
+  };
+
   seq.residues.reserve(10000000);
   unsigned int record_number = 0;
   while (!in.eof()) {
+    CSequence_Mol* record = &seq;
+    if (parallel) {
+      if (idle_records.empty())
+        idle_records.push_back(std::make_unique<CSequence_Mol>());
+      record = idle_records.back().get();
+    }
     if (global_gaps_to_Ns)
-      seq.readFastaSequence_toupper_ambig2N_gaps2N(in);
+      record->readFastaSequence_toupper_ambig2N_gaps2N(in);
     else
-      seq.readFastaSequence_toupper_ambig2N_removegaps(in);
-    if (seq.too_long) {
+      record->readFastaSequence_toupper_ambig2N_removegaps(in);
+    // Whatever ends the run here comes after the reports of the records before.
+    const bool read_failed = record->too_long || !in.read_error().empty() || (in.fail() && !in.eof());
+    if (read_failed && !report_all())
+      return ERROR_WRITE;
+    if (record->too_long) {
       general_PrintMessage(stderr, "Sorry! A sequence in the input file is longer than ",
                            number2str(CSequence_Mol::max_length), " characters,\n");
       general_PrintMessage(stderr, "the longest Zerlan can handle. File position: line ",
@@ -146,40 +255,46 @@ int run_zerlan(int argc, char** argv)
         record_number > static_cast<unsigned int>(global_sequence_to))
       continue;
 
-    report_status(record_number, seq.name.c_str(), global_min_unit_length, 'r');
-    update_report_time();
-    CSearchController controller(record_number, seq);
-    CsatContainer* found;
-    if (global_search_mode == 0) {
-      controller.exact_search_2();
-      controller.remove_hidden(controller.exact_sats);
-      found = &controller.exact_sats;
-    } else {
-      if (global_search_mode == 1)
-        controller.search_exact_and_extend_to_imperfect_repeats();
-      else
-        controller.complete_imperfect_search(out);
-      controller.remove_hidden(controller.imperfect_sats);
-      controller.filter_perfection(controller.imperfect_sats);
-      found = &controller.imperfect_sats;
+    const size_t residues = record->residues.size();
+    if (parallel && residues < short_record && CSearchController::tables_cover(residues)) {
+      auto job = std::make_unique<RecordJob>();
+      job->number = record_number;
+      job->seq = std::move(idle_records.back());
+      job->record = job->seq.get();
+      idle_records.pop_back();
+      RecordJob* j = job.get();
+      in_flight.push_back(std::move(job));
+      in_flight_residues += residues;
+      pool.submit([j] {
+        auto done = at_end([j] { j->searched = true; });
+        j->controller = std::make_unique<CSearchController>(j->number, *j->record);
+        j->controller->console = false;
+        j->found = &search_record(*j->controller);
+      });
+      while (in_flight.size() > in_flight_records_max || in_flight_residues > in_flight_residues_max)
+        if (!report_oldest())
+          return ERROR_WRITE;
+      continue;
     }
-    report_SATList(out, found->sats, seq);
-    if (write_failed(out, out_name))
-      return ERROR_WRITE;
 
-    if (masking) {
-      // Masking follows the report, so reported sequences are never masked.
-      char* residues = seq.residues.data();
-      for (const Csat* sat : found->sats) {
-        char* end = residues + (sat->sat_end - residues);
-        for (char* p = residues + (sat->sat_begin - residues); p != end; ++p)
-          *p = global_mask_lower ? static_cast<char>(std::tolower(static_cast<unsigned char>(*p))) : 'X';
-      }
-      seq.writeSequence_fill_in_gaps_and_stars(masked, 80);
-      if (write_failed(masked, masked_name.c_str()))
-        return ERROR_WRITE;
-    }
+    // A long record, or one run: reports before it come first; it is then
+    // searched here, with its messages and timed progress lines.
+    if (!report_all())
+      return ERROR_WRITE;
+    RecordJob job;
+    job.number = record_number;
+    job.record = record;
+    job.searched_here = true;
+    report_status(record_number, record->name.c_str(), global_min_unit_length, 'r');
+    update_report_time();
+    job.controller = std::make_unique<CSearchController>(record_number, *record);
+    job.controller->workers = parallel ? &pool : nullptr;
+    job.found = &search_record(*job.controller);
+    if (!report_record(job, out, out_name, masked, masked_name))
+      return ERROR_WRITE;
   }
+  if (!report_all())
+    return ERROR_WRITE;
 
   if (masked) {
     FILE* f = masked;

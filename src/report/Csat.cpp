@@ -40,13 +40,16 @@ bool lessThan_sat(const Csat* a, const Csat* b)
 
 Csat* Csat_garbagecollector::get_new(const char* begin, const char* end)
 {
-  Csat* s;
-  if (free_sats.empty()) {
-    s = new Csat;
-  } else {
-    s = free_sats.back();
-    free_sats.pop_back();
+  Csat* s = nullptr;
+  {
+    std::lock_guard<std::mutex> hold(lock);
+    if (!free_sats.empty()) {
+      s = free_sats.back();
+      free_sats.pop_back();
+    }
   }
+  if (!s)
+    s = new Csat;
   s->init(begin, end);
   return s;
 }
@@ -63,4 +66,4 @@ CBasicSatContainer::~CBasicSatContainer()
     delete s;
 }
 
-CsatContainer::~CsatContainer() { pool->free_sats.splice(pool->free_sats.end(), sats); }
+CsatContainer::~CsatContainer() { pool->take_all(sats); }

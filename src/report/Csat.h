@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <list>
+#include <mutex>
 
 // One deviation of a repeat from the perfect repetition of its unit.
 // For a deletion, pos is the residue before which the unit character is missing.
@@ -35,16 +36,30 @@ class Csat {
   uint32_t num_deletions;
   uint32_t num_Ns;
   fastvector<missense_entry> missense_list;
+  // A long missense list is dropped once the search has used it and made
+  // again from the seed for the report (see CSearchController), so that the
+  // many repeats found over a long satellite array do not each hold one.
+  bool missense_dropped = false;
 
   // A one-unit repeat whose unit is [begin, end), score and counts zero.
   void init(const char* begin, const char* end)
   {
+    missense_dropped = false;
     sat_begin = unit_begin = unit_phase_right = begin;
     sat_end = unit_end = end;
     unit_phase_left = end - 1;
     score = 0;
     num_mismatches = num_insertions = num_deletions = num_Ns = 0;
     missense_list.clear();
+  }
+
+  // Drops a missense list that is longer than a short repeat's would be.
+  void drop_long_missense_list()
+  {
+    if (missense_list.size() > 64) {
+      missense_list.release();
+      missense_dropped = true;
+    }
   }
 
   uint32_t length() const { return static_cast<uint32_t>(sat_end - sat_begin); }
@@ -73,7 +88,8 @@ class Csat {
 bool lessThan_sat(const Csat* a, const Csat* b);
 
 // The pool of free records. Last in, first out: get_new takes the record
-// returned last, so recycled records stay warm in the cache.
+// returned last, so recycled records stay warm in the cache. Searches on
+// several threads share it; records are taken only for accepted repeats.
 class Csat_garbagecollector {
  public:
   Csat_garbagecollector() = default;
@@ -82,9 +98,20 @@ class Csat_garbagecollector {
   ~Csat_garbagecollector();
 
   Csat* get_new(const char* begin, const char* end);
-  void push_back(Csat* s) { free_sats.push_back(s); }
+  void push_back(Csat* s)
+  {
+    std::lock_guard<std::mutex> hold(lock);
+    free_sats.push_back(s);
+  }
+  // Moves all records of a list to the back of the pool, in list order.
+  void take_all(std::list<Csat*>& sats)
+  {
+    std::lock_guard<std::mutex> hold(lock);
+    free_sats.splice(free_sats.end(), sats);
+  }
 
   std::list<Csat*> free_sats;
+  std::mutex lock;
 };
 
 extern Csat_garbagecollector sat_alloc;

@@ -13,8 +13,8 @@
 // either end.
 class CAnchorSeq {
  public:
-  static const char FREE = 'a';
-  static const char COVERED = ' ';
+  static constexpr char FREE = 'a';
+  static constexpr char COVERED = ' ';
 
   explicit CAnchorSeq(const CSequence_Mol& seq)
       : seq_begin(seq.residues.data()), seq_length(seq.residues.size()),

@@ -4,6 +4,7 @@
 #include "settings/global-types-and-parameters.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <vector>
 
@@ -11,8 +12,6 @@ int32_t* CSearchController::minScores_user = nullptr;
 int32_t* CSearchController::minLengths_user = nullptr;
 int32_t* CSearchController::minScores_intern = nullptr;
 int32_t* CSearchController::minLengths_intern = nullptr;
-int32_t* CSearchController::minScores = nullptr;
-int32_t* CSearchController::minLengths = nullptr;
 
 namespace {
 
@@ -44,6 +43,8 @@ struct ThresholdTables {
 
   void cover(size_t entries)
   {
+    if (built && scores_user.size() >= entries)
+      return;
     if (!built) {
       score_rule = {global_min_score, global_min_score_a, global_min_score_bx};
       length_rule = {global_min_length, global_min_length_a, global_min_length_bx};
@@ -55,22 +56,36 @@ struct ThresholdTables {
       scores_intern.push_back(k < 4 ? 4 : static_cast<int32_t>(k)); // seeds: max(k, 4)
       lengths_intern.push_back(0);
     }
+    CSearchController::minScores_user = scores_user.data();
+    CSearchController::minLengths_user = lengths_user.data();
+    CSearchController::minScores_intern = scores_intern.data();
+    CSearchController::minLengths_intern = lengths_intern.data();
   }
 };
 
 ThresholdTables tables;
 
+std::atomic<uint64_t> searches{0};
+
+// Entries a record of this many residues needs: every unit length up to the
+// maximum that is shorter than the record.
+size_t entries_for(size_t residues)
+{
+  const size_t usable = std::max<size_t>(residues, 1024);
+  return std::min<size_t>(global_max_unit_length, usable) + 1;
+}
+
 } // namespace
 
-CSearchController::CSearchController(unsigned int seq_number, CSequence_Mol& seq)
-    : seq_number(seq_number), seq(seq), exact_sats(sat_alloc), imperfect_sats(sat_alloc)
+bool CSearchController::tables_cover(size_t residues)
 {
-  const size_t usable = std::max<size_t>(seq.residues.size(), 1024);
-  tables.cover(std::min<size_t>(global_max_unit_length, usable) + 1);
-  minScores_user = tables.scores_user.data();
-  minLengths_user = tables.lengths_user.data();
-  minScores_intern = tables.scores_intern.data();
-  minLengths_intern = tables.lengths_intern.data();
+  return tables.built && tables.scores_user.size() >= entries_for(residues);
+}
+
+CSearchController::CSearchController(unsigned int seq_number, CSequence_Mol& seq)
+    : seq_number(seq_number), seq(seq), exact_sats(sat_alloc), imperfect_sats(sat_alloc), search_id(++searches)
+{
+  tables.cover(entries_for(seq.residues.size()));
   minScores = minScores_user;
   minLengths = minLengths_user;
 }
@@ -86,7 +101,7 @@ CSearchController::~CSearchController() = default; // imperfect_sats first, then
 
 void CSearchController::progress(size_t offset, unsigned int unit_length) const
 {
-  if ((offset & 0xff) == 0 && check_report_status())
+  if ((offset & 0xff) == 0 && console && check_report_status())
     report_status(seq_number, seq.name.c_str(), unit_length, 'r');
 }
 

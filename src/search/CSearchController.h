@@ -3,10 +3,12 @@
 
 #include "report/Csat.h"
 #include "search/CAnchorSeq.h"
+#include "search/CThreadPool.h"
 #include "sequence/CSequence_Mol.h"
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <list>
 
 // Searches one sequence. Built per record by the run driver, which runs one
@@ -20,6 +22,7 @@ class CSearchController {
   CSearchController& operator=(const CSearchController&) = delete;
 
   void exact_search_2();
+  void find_exact_repeats(const std::function<bool(Csat*)>& take);
   void search_exact_and_extend_to_imperfect_repeats();
   void complete_imperfect_search(FILE* unused);
   void unit_len_1_complete_imperfect_search(CAnchorSeq& marks, std::list<Csat*>& result);
@@ -36,11 +39,22 @@ class CSearchController {
 
   void remove_hidden(CsatContainer& sats);
   void filter_perfection(CsatContainer& sats);
+  // Makes the dropped missense lists of the records again, from their seeds.
+  void restore_missense_lists(CsatContainer& sats);
 
   unsigned int seq_number;
   CSequence_Mol& seq;
   CsatContainer exact_sats;
   CsatContainer imperfect_sats;
+  // Threads that may take part in this search (none: the calling thread
+  // alone). The results are the same either way.
+  CThreadPool* workers = nullptr;
+  // Whether the search writes its messages and timed progress lines; a
+  // search on a worker thread leaves that to the run driver.
+  bool console = true;
+  // Tells the searches of different records apart, for what the extension
+  // remembers between seeds of one search (see walked_paths.h).
+  const uint64_t search_id;
 
   // Minimum score and length per unit length, built once per process from
   // the settings. The _user pair holds what the user asked for; the _intern
@@ -49,9 +63,14 @@ class CSearchController {
   static int32_t* minLengths_user;
   static int32_t* minScores_intern;
   static int32_t* minLengths_intern;
-  // The active pair, which every search tests against.
-  static int32_t* minScores;
-  static int32_t* minLengths;
+  // The active pair, which every search tests against. Each thread has its
+  // own, so that searches of several records can run at once.
+  static inline thread_local int32_t* minScores = nullptr;
+  static inline thread_local int32_t* minLengths = nullptr;
+
+  // Whether the tables already cover a record of this many residues; when
+  // not, the next controller extends them, which no search may overlap.
+  static bool tables_cover(size_t residues);
 
   // Frees the tables so that the next controller builds them anew from the
   // settings then in force; for harnesses that run Zerlan several times in
@@ -64,12 +83,14 @@ class CSearchController {
     return sat.score >= minScores[k] && static_cast<int32_t>(sat.normalized_length()) >= minLengths[k];
   }
 
- private:
+  // A timed progress line, when one is due, at every 256th seed.
   void progress(size_t offset, unsigned int unit_length) const;
 };
 
 // Drops trailing and then leading N's of an extended repeat, moving the phase
 // pointers along; the score is unchanged because N's score 0.
 void trim_Ns(Csat& sat);
+// Extends a record both ways over residues that repeat its unit exactly.
+void extend_exact(Csat& sat, const char* begin, const char* end);
 
 #endif

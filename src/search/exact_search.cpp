@@ -2,9 +2,11 @@
 
 #include "settings/global-types-and-parameters.h"
 
+#include "search/period_runs.h"
 #include "search/unit_walk.h"
 
-namespace {
+#include <algorithm>
+#include <cstring>
 
 // Extends a record to the right and then to the left as long as the residues
 // repeat its unit exactly. A run of up to global_Ns_allowed_in_a_row N's is
@@ -27,9 +29,19 @@ void extend_exact(Csat& sat, const char* begin, const char* end)
   trim_Ns(sat);
 }
 
-} // namespace
-
 void CSearchController::exact_search_2()
+{
+  find_exact_repeats([this](Csat* sat) {
+    exact_sats.sats.push_back(sat);
+    return true;
+  });
+  exact_sats.sats.sort(lessThan_sat);
+}
+
+// The exact search proper: hands every repeat that passes the active
+// thresholds to take, in the order found, and keeps the record for the next
+// window unless take keeps it.
+void CSearchController::find_exact_repeats(const std::function<bool(Csat*)>& take)
 {
   const uint32_t n = seq.residues.size();
   if (n == 0)
@@ -45,71 +57,98 @@ void CSearchController::exact_search_2()
       spare->init(b, e);
     return spare;
   };
+  // Only seeds next to a run of at least minScores[k] residues that agree
+  // with the residue one unit earlier can reach that score; all others fail
+  // the acceptance test without changing anything, so the scan skips them.
+  // (A minimum score of 0 or less lets every seed pass; then all are tried.)
+  auto for_each_candidate_range = [&](size_t k, auto&& visit) {
+    const int32_t min_score = minScores[k];
+    if (min_score <= 0) {
+      visit(size_t(0), size_t(n));
+      return;
+    }
+    for_each_period_run(s, n, k, static_cast<size_t>(min_score), visit,
+                        [&](size_t base) { progress(base, static_cast<unsigned int>(k)); });
+  };
 
-  // Unit length 1: after an accepted run the next seed is the residue after it.
+  // Unit length 1: after an accepted run the next seed is the residue after
+  // it. The seed p extends over the agreeing positions through p and p + 1.
   if (global_min_unit_length <= 1) {
     size_t p = 0;
-    while (p < n && s[p] == 'N')
-      ++p;
-    while (p + 1 < n) {
-      progress(p, 1);
-      Csat* sat = take_spare(s + p, s + p + 1);
-      extend_exact(*sat, s, s_end);
-      if (passes_active_thresholds(*sat)) {
-        exact_sats.sats.push_back(sat);
-        spare = nullptr;
-        p = static_cast<size_t>(sat->sat_end - s) - 1;
-      }
-      ++p;
+    auto skip_Ns = [&] {
       while (p < n && s[p] == 'N')
         ++p;
-    }
+    };
+    skip_Ns();
+    for_each_candidate_range(1, [&](size_t x0, size_t x1) {
+      if (p + 1 < x0) {
+        p = x0 - 1;
+        skip_Ns();
+      }
+      while (p + 1 < n && p + 1 <= x1) {
+        progress(p, 1);
+        Csat* sat = take_spare(s + p, s + p + 1);
+        extend_exact(*sat, s, s_end);
+        if (passes_active_thresholds(*sat)) {
+          p = static_cast<size_t>(sat->sat_end - s) - 1;
+          if (take(sat))
+            spare = nullptr;
+        }
+        ++p;
+        skip_Ns();
+      }
+    });
   }
 
   // A unit must be shorter than the sequence for any window to exist.
   for (size_t k = global_min_unit_length < 2 ? 2 : global_min_unit_length; k <= global_max_unit_length && k < n;
        ++k) {
-    size_t next_N = 0; // the first N at or after the window start
-    while (next_N < n && s[next_N] != 'N')
-      ++next_N;
-    // Windows end one residue before the sequence end at the latest: a
-    // repeat touching the last residue is found from an earlier window.
-    for (size_t w = 0; w + k < n; ++w) {
-      progress(w, static_cast<unsigned int>(k));
-      if (next_N < w) {
-        next_N = w;
-        while (next_N < n && s[next_N] != 'N')
-          ++next_N;
-      }
-      if (!marks.window_is_free(w, w + k) || next_N < w + k)
-        continue;
-      const char* ws = s + w;
-      bool one_residue = true;
-      for (size_t i = 1; i < k && one_residue; ++i)
-        one_residue = ws[i] == ws[0];
-      if (one_residue)
-        continue; // such stretches belong to unit length 1
+    // The first N at or after the window start.
+    auto first_N_from = [s, n](size_t from) {
+      const void* p = std::memchr(s + from, 'N', n - from);
+      return p ? static_cast<size_t>(static_cast<const char*>(p) - s) : size_t(n);
+    };
+    size_t next_N = first_N_from(0);
+    // The window [w, w + k) extends over the agreeing positions through
+    // w + k - 1 and w + k. Windows end one residue before the sequence end
+    // at the latest: a repeat touching the last residue is found from an
+    // earlier window.
+    for_each_candidate_range(k, [&](size_t x0, size_t x1) {
+      const size_t last = std::min(x1 < k ? 0 : x1 - k, static_cast<size_t>(n) - k - 1);
+      for (size_t w = x0 < k ? 0 : x0 - k; w <= last; ++w) {
+        progress(w, static_cast<unsigned int>(k));
+        if (next_N < w)
+          next_N = first_N_from(w);
+        if (!marks.window_is_free(w, w + k) || next_N < w + k)
+          continue;
+        const char* ws = s + w;
+        bool one_residue = true;
+        for (size_t i = 1; i < k && one_residue; ++i)
+          one_residue = ws[i] == ws[0];
+        if (one_residue)
+          continue; // such stretches belong to unit length 1
 
-      Csat* sat = take_spare(ws, ws + k);
-      extend_exact(*sat, s, s_end);
-      if (!passes_active_thresholds(*sat))
-        continue;
-      // Only a repeat the user would see keeps the windows inside it from
-      // being tried again, now and for longer units.
-      if (sat->score >= minScores_user[k] && static_cast<int32_t>(sat->normalized_length()) >= minLengths_user[k]) {
-        const float perfection = sat->perfection();
-        if (global_min_perfection <= perfection && perfection <= global_max_perfection) {
-          marks.cover(static_cast<size_t>(sat->sat_begin - s), static_cast<size_t>(sat->sat_end - s));
-          for (const missense_entry& e : sat->missense_list)
-            marks.free_at(static_cast<size_t>(e.pos - s));
+        Csat* sat = take_spare(ws, ws + k);
+        extend_exact(*sat, s, s_end);
+        if (!passes_active_thresholds(*sat))
+          continue;
+        // Only a repeat the user would see keeps the windows inside it from
+        // being tried again, now and for longer units.
+        if (sat->score >= minScores_user[k] &&
+            static_cast<int32_t>(sat->normalized_length()) >= minLengths_user[k]) {
+          const float perfection = sat->perfection();
+          if (global_min_perfection <= perfection && perfection <= global_max_perfection) {
+            marks.cover(static_cast<size_t>(sat->sat_begin - s), static_cast<size_t>(sat->sat_end - s));
+            for (const missense_entry& e : sat->missense_list)
+              marks.free_at(static_cast<size_t>(e.pos - s));
+          }
         }
+        if (take(sat))
+          spare = nullptr;
       }
-      exact_sats.sats.push_back(sat);
-      spare = nullptr;
-    }
+    });
   }
 
   if (spare)
     sat_alloc.push_back(spare);
-  exact_sats.sats.sort(lessThan_sat);
 }

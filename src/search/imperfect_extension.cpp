@@ -1,6 +1,8 @@
 #include "search/CSearchController.h"
 
+#include "search/CThreadPool.h"
 #include "search/unit_walk.h"
+#include "search/walked_paths.h"
 #include "settings/global-types-and-parameters.h"
 
 #include <algorithm>
@@ -89,8 +91,10 @@ struct LookAhead {
   }
 };
 
-// A copy of the record at its best score so far, to return to when the
-// extension cannot do better.
+// The record at its best score so far, to return to when the extension
+// cannot do better. The extension only appends to the missense list, so the
+// list at its best is the first entries of the list as it is: only their
+// number is kept, and a long extension costs no copying.
 class BestState {
  public:
   explicit BestState(const Csat& sat) { save(sat); }
@@ -101,17 +105,12 @@ class BestState {
     sat_end = sat.sat_end;
     unit_phase_right = sat.unit_phase_right;
     unit_phase_left = sat.unit_phase_left;
-    unit_begin = sat.unit_begin;
-    unit_end = sat.unit_end;
     score = sat.score;
     num_mismatches = sat.num_mismatches;
     num_insertions = sat.num_insertions;
     num_deletions = sat.num_deletions;
     num_Ns = sat.num_Ns;
-    const uint32_t n = sat.missense_list.size();
-    entries.reserve_exactly(n);
-    std::copy(sat.missense_list.begin(), sat.missense_list.end(), entries.begin());
-    entries.resize_within_capacity(n);
+    entries = sat.missense_list.size();
   }
 
   void restore(Csat& sat) const
@@ -120,36 +119,42 @@ class BestState {
     sat.sat_end = sat_end;
     sat.unit_phase_right = unit_phase_right;
     sat.unit_phase_left = unit_phase_left;
-    sat.unit_begin = unit_begin;
-    sat.unit_end = unit_end;
     sat.score = score;
     sat.num_mismatches = num_mismatches;
     sat.num_insertions = num_insertions;
     sat.num_deletions = num_deletions;
     sat.num_Ns = num_Ns;
-    const uint32_t n = entries.size();
-    sat.missense_list.reserve_exactly(n);
-    std::copy(entries.begin(), entries.end(), sat.missense_list.begin());
-    sat.missense_list.resize_within_capacity(n);
+    sat.missense_list.resize_within_capacity(entries);
   }
 
   int32_t score;
 
  private:
-  const char *sat_begin, *sat_end, *unit_phase_right, *unit_phase_left, *unit_begin, *unit_end;
+  const char *sat_begin, *sat_end, *unit_phase_right, *unit_phase_left;
   uint32_t num_mismatches, num_insertions, num_deletions, num_Ns;
-  fastvector<missense_entry> entries;
+  uint32_t entries;
 };
 
+// The walked paths of this thread for one search and direction.
+WalkedPaths& walked_paths(int dir, uint64_t search)
+{
+  static thread_local WalkedPaths paths[2];
+  WalkedPaths& w = paths[dir > 0];
+  w.reset_for(search);
+  return w;
+}
+
 template <int Dir>
-void extend(Csat& sat, const char* bound)
+void extend(Csat& sat, const char* bound, uint64_t search)
 {
   const Scoring g;
   const int32_t unit_length = static_cast<int32_t>(sat.unit_length());
+  const uint32_t L = static_cast<uint32_t>(unit_length);
   const char* ub = sat.unit_begin;
   const char* ue = sat.unit_end;
   const char*& phase = Dir > 0 ? sat.unit_phase_right : sat.unit_phase_left;
-  // The moving end of the record for a cursor position c.
+  // The cursor: the next residue to examine; and the record's moving end for it.
+  auto cursor = [&sat] { return Dir > 0 ? sat.sat_end : sat.sat_begin - 1; };
   auto move_end = [&sat](const char* c) {
     if (Dir > 0)
       sat.sat_end = c;
@@ -161,11 +166,64 @@ void extend(Csat& sat, const char* bound)
   const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound};
   BestState best(sat);
   bool best_is_current = true; // the record has not moved since the last save
+
+  // Walked paths (see walked_paths.h) need the prune bound to be the fixed
+  // floor, that is the score reduction unlimited. Above high_zone no option
+  // of the extension or the look-ahead can reach the floor: a path of
+  // max_depth edits loses at most max_depth times the dearest edit.
+  WalkedPaths* walked = g.reduction_limited ? nullptr : &walked_paths(Dir, search);
+  const int64_t high_zone = floor + static_cast<int64_t>(g.max_depth) * std::max(-g.mismatch, -g.indel);
+  WalkedPaths::Family family{0, 0};
+  int family_known = 0; // 0 not yet looked up, 1 known, -1 not worth it
+  // The walk's own points in the high zone are kept when it finds a
+  // recorded one, leaves the high zone or ends.
+  auto settle = [&](uint32_t path, uint32_t index) {
+    const WalkedPaths::Point walk{nullptr, 0, 0, sat.score, sat.num_mismatches, sat.num_insertions,
+                                 sat.num_deletions, sat.num_Ns};
+    walked->settle_fresh(family.id, path, index, walk);
+  };
+  auto settle_at_end = at_end([&] {
+    if (walked && family_known == 1)
+      settle(WalkedPaths::NONE, 0);
+  });
+  // Where the path just followed to its end went on, to be found without a look-up.
+  std::pair<uint32_t, uint32_t> hint{WalkedPaths::NONE, 0};
+
+  // A record whose list is dropped (made again from its seed when needed)
+  // is extended without listing its edits: only the counts are kept.
+  const bool listing = !sat.missense_dropped;
+  // Commits an edit at the differing residue c.
+  auto commit = [&](const char* c, char kind) {
+    best_is_current = false;
+    if (listing)
+      sat.missense_list.push_back({kind == 'D' && Dir < 0 ? c + 1 : c, kind});
+    switch (kind) {
+    case 'M':
+      sat.score += g.mismatch;
+      ++sat.num_mismatches;
+      move_end(c + Dir);
+      phase = step_unit<Dir>(phase, ub, ue);
+      break;
+    case 'I':
+      sat.score += g.indel;
+      ++sat.num_insertions;
+      move_end(c + Dir);
+      break;
+    default:
+      // A deletion is recorded (above) at the residue that follows the
+      // missing unit character in sequence order.
+      sat.score += g.indel;
+      ++sat.num_deletions;
+      phase = step_unit<Dir>(phase, ub, ue);
+      break;
+    }
+  };
+
   // Consumes matches and passable N runs, commits one edit at each differing
   // residue; stops at the bound, at an N run that is too long, or where no
   // edit can stay above the prune bound.
   for (;;) {
-    const char* c = Dir > 0 ? sat.sat_end : sat.sat_begin - 1;
+    const char* c = cursor();
     if (c == bound)
       break;
     if (*c == *phase) {
@@ -196,6 +254,71 @@ void extend(Csat& sat, const char* bound)
       best.save(sat);
       best_is_current = true;
     }
+
+    uint32_t family_phase = 0;
+    const bool in_high_zone = walked && sc > high_zone;
+    if (in_high_zone && family_known == 0)
+      family_known = walked->family_of(ub, L, family) ? 1 : -1;
+    if (in_high_zone && family_known == 1) {
+      family_phase = (static_cast<uint32_t>(phase - ub) + L - family.rotation) % L;
+      uint32_t path = hint.first, index = hint.second;
+      hint.first = WalkedPaths::NONE;
+      const bool hinted = path != WalkedPaths::NONE && walked->at(path, index).at == c &&
+                          walked->at(path, index).phase == family_phase;
+      if (hinted || walked->find(family.id, c, family_phase, path, index)) {
+        // Make the recorded walk's edits for as long as the score stays in
+        // the high zone, then go on from where that leaves the record.
+        settle(path, index);
+        const WalkedPaths::Point base = walked->at(path, index);
+        const uint32_t m0 = sat.num_mismatches, i0 = sat.num_insertions, d0 = sat.num_deletions, n0 = sat.num_Ns;
+        // The record as it stands at point j of the path.
+        auto stand_at = [&](size_t j) {
+          const WalkedPaths::Point& p = walked->at(path, j);
+          move_end(p.at);
+          phase = ub + (p.phase + family.rotation) % L;
+          sat.score = sc + (p.score - base.score);
+          sat.num_mismatches = m0 + (p.mismatches - base.mismatches);
+          sat.num_insertions = i0 + (p.insertions - base.insertions);
+          sat.num_deletions = d0 + (p.deletions - base.deletions);
+          sat.num_Ns = n0 + (p.Ns - base.Ns);
+        };
+        // The points after index whose score stays in the high zone.
+        const int64_t offset = static_cast<int64_t>(sc) - base.score;
+        const size_t out = walked->first_at_most(path, index + 1, high_zone - offset);
+        if (listing) {
+          // Point by point, listing the edits.
+          for (size_t j = index; j < out; ++j) {
+            if (j > index) {
+              stand_at(j);
+              if (sat.score > best.score - g.prefer_longer) {
+                best.save(sat);
+                best_is_current = true;
+              }
+            }
+            commit(walked->at(path, j).at, walked->at(path, j).kind);
+          }
+        } else if (out > index + 1) {
+          // Only the best point and the last one matter.
+          const size_t top = walked->highest(path, index + 1, out, g.prefer_longer == 1);
+          if (walked->at(path, top).score + offset > best.score - g.prefer_longer) {
+            stand_at(top);
+            best.save(sat);
+          }
+          stand_at(out - 1);
+          commit(walked->at(path, out - 1).at, walked->at(path, out - 1).kind);
+        } else {
+          commit(base.at, base.kind);
+        }
+        if (out < walked->end_of(path))
+          stand_at(out); // decided below, on the next turn of the loop
+        else
+          hint = walked->next_of(path); // where the recorded walk went on
+        continue;
+      }
+    } else if (walked && family_known == 1) {
+      settle(WalkedPaths::NONE, 0); // out of the high zone
+    }
+
     const int64_t bound_score = g.prune_bound(best.score, floor);
     const char* next_u = step_unit<Dir>(phase, ub, ue);
     char choice = 0;
@@ -221,33 +344,12 @@ void extend(Csat& sat, const char* bound)
         best.restore(sat);
       return;
     }
-
+    if (in_high_zone && family_known == 1)
+      walked->add_fresh({c, family_phase, choice, sc, sat.num_mismatches, sat.num_insertions, sat.num_deletions,
+                         sat.num_Ns});
     // Commit the chosen edit whatever its look-ahead promised; the best state
     // is restored at the end if the path does not recover.
-    best_is_current = false;
-    switch (choice) {
-    case 'M':
-      sat.missense_list.push_back({c, 'M'});
-      sat.score += g.mismatch;
-      ++sat.num_mismatches;
-      move_end(c + Dir);
-      phase = next_u;
-      break;
-    case 'I':
-      sat.missense_list.push_back({c, 'I'});
-      sat.score += g.indel;
-      ++sat.num_insertions;
-      move_end(c + Dir);
-      break;
-    default:
-      // A deletion is recorded at the residue that follows the missing unit
-      // character in sequence order.
-      sat.missense_list.push_back({Dir > 0 ? c : c + 1, 'D'});
-      sat.score += g.indel;
-      ++sat.num_deletions;
-      phase = next_u;
-      break;
-    }
+    commit(c, choice);
   }
   if (sat.score <= best.score - g.prefer_longer)
     best.restore(sat);
@@ -255,9 +357,12 @@ void extend(Csat& sat, const char* bound)
 
 } // namespace
 
-void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound) { extend<1>(sat, bound); }
+void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound) { extend<1>(sat, bound, search_id); }
 
-void CSearchController::extend_imperfect_backward(Csat& sat, const char* bound) { extend<-1>(sat, bound); }
+void CSearchController::extend_imperfect_backward(Csat& sat, const char* bound)
+{
+  extend<-1>(sat, bound, search_id);
+}
 
 int32_t CSearchController::extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos,
                                                                const char* unit_begin, const char* unit_end,

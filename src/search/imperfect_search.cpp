@@ -3,45 +3,407 @@
 #include "settings/global-types-and-parameters.h"
 
 #include <algorithm>
+#include <cstring>
+#include <atomic>
+#include <climits>
+#include <memory>
+#include <vector>
+
+namespace {
 
 // Extends a seed record both ways, trims N's at its ends and tests it
-// against the active thresholds; an accepted record has its missense list
-// sorted.
-static bool extend_seed(CSearchController& controller, Csat& sat, const char* first, const char* last)
+// against the thresholds of its unit length; an accepted record has its
+// missense list sorted. The outcome depends on the sequence, the seed and
+// the settings only, so any thread may compute it ahead of its turn.
+bool extend_seed(CSearchController& controller, Csat& sat, const char* first, const char* last, int32_t min_score,
+                 int32_t min_length)
 {
+  const uint32_t before = sat.missense_list.size();
   controller.extend_imperfect_forward(sat, last);
+  const uint32_t forward = sat.missense_list.size();
   controller.extend_imperfect_backward(sat, first - 1);
   trim_Ns(sat);
-  if (!controller.passes_active_thresholds(sat))
+  if (sat.score < min_score || static_cast<int32_t>(sat.normalized_length()) < min_length)
     return false;
-  std::sort(sat.missense_list.begin(), sat.missense_list.end(), Csat::lessThan_missense());
+  missense_entry* list = sat.missense_list.begin();
+  if (before == 0) {
+    // The forward edits come in increasing order of position, the backward
+    // ones in decreasing order, all before the seed; at one position the
+    // deletions come first going forward and last going backward. So the
+    // sorted list is the backward part reversed, then the forward part.
+    std::reverse(list, sat.missense_list.end());
+    std::reverse(list + (sat.missense_list.size() - forward), sat.missense_list.end());
+  } else {
+    std::sort(list, sat.missense_list.end(), Csat::lessThan_missense());
+  }
   return true;
 }
 
+// Whether the seed [b, b + u) is tried: the anchor rule on the marks around
+// it (mark(i) for i from b - 1 to b + u), no N in the seed (next_N is the
+// first N at or after b), and, for units of two or more, not one residue
+// repeated. The anchor rule: the seed starts on free ground and reaches free
+// ground at its end, or it starts right after free ground and ends on it.
+template <typename Mark>
+bool seed_is_tried(const char* s, size_t b, size_t u, size_t next_N, Mark mark)
+{
+  const ptrdiff_t i = static_cast<ptrdiff_t>(b), e = static_cast<ptrdiff_t>(b + u);
+  const bool anchored = (mark(i) == CAnchorSeq::FREE && (mark(e - 1) == CAnchorSeq::FREE || mark(e) == CAnchorSeq::FREE)) ||
+                        (mark(i - 1) == CAnchorSeq::FREE && mark(e - 1) == CAnchorSeq::FREE);
+  if (!anchored || next_N < b + u)
+    return false;
+  if (u == 1)
+    return true;
+  for (size_t j = b + 1; j < b + u; ++j)
+    if (s[j] != s[j - 1])
+      return true;
+  return false;
+}
+
+// Covers the residues of an accepted repeat within [lo, hi), except where it
+// deviates from its unit: deviation positions stay seed candidates.
+template <typename SetMark>
+void cover_repeat(const Csat& sat, const char* s, ptrdiff_t lo, ptrdiff_t hi, SetMark set)
+{
+  const ptrdiff_t b = std::max<ptrdiff_t>(sat.sat_begin - s, lo), e = std::min<ptrdiff_t>(sat.sat_end - s, hi);
+  for (ptrdiff_t i = b; i < e; ++i)
+    set(i, CAnchorSeq::COVERED);
+  for (const missense_entry& m : sat.missense_list) {
+    const ptrdiff_t i = m.pos - s;
+    if (i >= lo && i < hi)
+      set(i, CAnchorSeq::FREE);
+  }
+}
+
+enum : uint8_t { UNTRIED, FAILED, ACCEPTED };
+
+
+// A stretch of seeds of one pass that a worker walks ahead of the ordered
+// walk, with its own copy of the marks as they stood when it started: where
+// its copy is right, the ordered walk finds each seed's outcome ready.
+struct Chunk {
+  size_t begin = 0, end = 0;
+  std::vector<uint8_t> outcome;  // per seed
+  std::vector<Csat*> accepted;   // records of the accepted seeds, in seed order
+  std::atomic<int> state{0};     // 0 free, 1 claimed, 2 outcomes ready
+};
+
+// One pass over the seeds of one unit length.
+class Pass {
+ public:
+  Pass(CSearchController& c, size_t u, CAnchorSeq& marks, std::list<Csat*>& result)
+      : c(c), u(u), marks(marks), result(result), s(c.seq.residues.data()), n(c.seq.residues.size()),
+        min_score(CSearchController::minScores[u]), min_length(CSearchController::minLengths[u])
+  {
+  }
+
+  // Walks all seeds in order; with a pool, workers evaluate stretches of
+  // seeds ahead of the walk.
+  void run()
+  {
+    const size_t seeds = n - u; // the last residue never starts a seed
+    const unsigned int threads = c.workers ? c.workers->size() : 1;
+    const size_t size = std::clamp<size_t>(seeds / (8 * threads), 4096, 65536);
+    next_N = first_N_from(0);
+    if (threads == 1 || seeds < 2 * size) {
+      walk(0, seeds, nullptr);
+    } else {
+      run_in_parallel(seeds, size, threads);
+    }
+    if (spare)
+      sat_alloc.push_back(spare);
+  }
+
+ private:
+  void run_in_parallel(size_t seeds, size_t size, unsigned int threads)
+  {
+    std::vector<Chunk> chunks((seeds + size - 1) / size);
+    for (size_t i = 0; i < chunks.size(); ++i) {
+      chunks[i].begin = i * size;
+      chunks[i].end = std::min(seeds, (i + 1) * size);
+    }
+    std::atomic<size_t> outstanding{0};
+    size_t submitted = 0;
+    const size_t ahead = 2 * threads;
+    auto submit_up_to = [&](size_t limit) {
+      for (; submitted < std::min(limit, chunks.size()); ++submitted) {
+        ++outstanding;
+        c.workers->submit([this, &chunk = chunks[submitted], &outstanding] {
+          auto done = at_end([&] { --outstanding; });
+          int free_state = 0;
+          if (chunk.state.compare_exchange_strong(free_state, 1)) {
+            // Outcomes left untried by an exception are computed in order.
+            auto ready = at_end([&] { chunk.state = 2; });
+            speculate(chunk);
+          }
+        });
+      }
+    };
+    submit_up_to(ahead);
+    for (size_t i = 0; i < chunks.size(); ++i) {
+      Chunk& chunk = chunks[i];
+      int free_state = 0;
+      if (chunk.state.compare_exchange_strong(free_state, 1)) {
+        walk(chunk.begin, chunk.end, nullptr); // its turn came before a worker's
+      } else {
+        c.workers->help_until([&] { return chunk.state == 2; });
+        walk(chunk.begin, chunk.end, &chunk);
+        for (Csat* unused : chunk.accepted)
+          if (unused)
+            sat_alloc.push_back(unused);
+        std::vector<uint8_t>().swap(chunk.outcome);
+        std::vector<Csat*>().swap(chunk.accepted);
+      }
+      submit_up_to(i + 1 + ahead);
+    }
+    c.workers->help_until([&] { return outstanding == 0; });
+  }
+
+  // The ordered walk over seeds [b0, b1) with the true marks. Outcomes that
+  // a worker left in chunk are taken; seeds it did not try are extended here.
+  void walk(size_t b0, size_t b1, Chunk* chunk)
+  {
+    size_t next_accepted = 0;
+    for (size_t b = b0; b < b1; ++b) {
+      c.progress(b, static_cast<unsigned int>(u));
+      if (next_N < b)
+        next_N = first_N_from(b);
+      if (!seed_is_tried(s, b, u, next_N, [this](ptrdiff_t i) { return marks.mark(i); }))
+        continue;
+      const uint8_t outcome = chunk && b - b0 < chunk->outcome.size() ? chunk->outcome[b - b0] : uint8_t(UNTRIED);
+      Csat* sat;
+      if (outcome == FAILED)
+        continue;
+      if (outcome == ACCEPTED) {
+        while (chunk->accepted[next_accepted]->unit_begin != s + b) {
+          sat_alloc.push_back(chunk->accepted[next_accepted]);
+          chunk->accepted[next_accepted++] = nullptr;
+        }
+        sat = chunk->accepted[next_accepted];
+        chunk->accepted[next_accepted++] = nullptr;
+      } else {
+        sat = spare ? spare : sat_alloc.get_new(s + b, s + b + u);
+        sat->init(s + b, s + b + u);
+        spare = sat;
+        if (!extend_seed(c, *sat, s, s + n, min_score, min_length))
+          continue;
+        spare = nullptr;
+      }
+      {
+        std::lock_guard<std::mutex> hold(marks_lock);
+        cover_repeat(*sat, s, 0, static_cast<ptrdiff_t>(n), [this](ptrdiff_t i, char m) { marks.marks[i] = m; });
+      }
+      sat->drop_long_missense_list();
+      result.push_back(sat);
+    }
+  }
+
+  // A worker's walk over a chunk, ahead of the ordered walk: the same seed
+  // tests on a copy of the marks from b - 1 to the chunk end + u, kept up to
+  // date with the repeats this walk accepts.
+  void speculate(Chunk& chunk)
+  {
+    const ptrdiff_t lo = static_cast<ptrdiff_t>(chunk.begin) - 1, hi = static_cast<ptrdiff_t>(chunk.end + u) + 1;
+    std::vector<char> local(static_cast<size_t>(hi - lo));
+    {
+      std::lock_guard<std::mutex> hold(marks_lock);
+      std::copy(marks.marks + lo, marks.marks + hi, local.begin());
+    }
+    auto mark = [&](ptrdiff_t i) { return local[static_cast<size_t>(i - lo)]; };
+    chunk.outcome.assign(chunk.end - chunk.begin, UNTRIED);
+    Csat* own_spare = sat_alloc.get_new(s, s + u);
+    size_t N_at = first_N_from(chunk.begin);
+    for (size_t b = chunk.begin; b < chunk.end; ++b) {
+      if (N_at < b)
+        N_at = first_N_from(b);
+      if (!seed_is_tried(s, b, u, N_at, mark))
+        continue;
+      own_spare->init(s + b, s + b + u);
+      if (!extend_seed(c, *own_spare, s, s + n, min_score, min_length)) {
+        chunk.outcome[b - chunk.begin] = FAILED;
+        continue;
+      }
+      chunk.outcome[b - chunk.begin] = ACCEPTED;
+      chunk.accepted.push_back(own_spare);
+      cover_repeat(*own_spare, s, lo, hi, [&](ptrdiff_t i, char m) { local[static_cast<size_t>(i - lo)] = m; });
+      own_spare = sat_alloc.get_new(s, s + u);
+    }
+    sat_alloc.push_back(own_spare);
+  }
+
+  size_t first_N_from(size_t b) const
+  {
+    const void* p = std::memchr(s + b, 'N', n - b);
+    return p ? static_cast<size_t>(static_cast<const char*>(p) - s) : n;
+  }
+
+  CSearchController& c;
+  const size_t u;
+  CAnchorSeq& marks;
+  std::mutex marks_lock; // held while the ordered walk changes marks, or a worker copies them
+  std::list<Csat*>& result;
+  const char* s;
+  const size_t n;
+  const int32_t min_score, min_length;
+  Csat* spare = nullptr;
+  size_t next_N = 0;
+};
+
+} // namespace
+
+namespace {
+
+// A seed of the exact-then-extend mode as the exact search found it.
+struct Seed {
+  const char *sat_begin, *sat_end, *unit_begin, *unit_end, *unit_phase_right, *unit_phase_left;
+  int32_t score;
+  uint32_t num_Ns;
+  size_t order; // found as the order-th seed
+};
+
+// A seed that the extension turned into a repeat of the user's thresholds,
+// with what decides its place in the result: the seeds come sorted by their
+// exact extent, in the order found, and the result is sorted stably by the
+// extended extent.
+struct Extended {
+  Csat* sat;
+  const char *seed_begin, *seed_end;
+  size_t order;
+  bool operator<(const Extended& o) const
+  {
+    if (sat->sat_begin != o.sat->sat_begin)
+      return sat->sat_begin < o.sat->sat_begin;
+    if (sat->sat_end != o.sat->sat_end)
+      return sat->sat_end < o.sat->sat_end;
+    if (seed_begin != o.seed_begin)
+      return seed_begin < o.seed_begin;
+    if (seed_end != o.seed_end)
+      return seed_end < o.seed_end;
+    return order < o.order;
+  }
+};
+
+struct SeedBatch {
+  std::vector<Seed> seeds;
+  std::vector<Extended> extended;
+  std::atomic<bool> done{false};
+};
+
+} // namespace
+
 void CSearchController::search_exact_and_extend_to_imperfect_repeats()
 {
-  std::fputs("  Searching for exact repeats.\n", stderr);
-  std::fflush(stderr);
-  minScores = minScores_intern;
-  minLengths = minLengths_intern;
-  exact_search_2();
-  minScores = minScores_user;
-  minLengths = minLengths_user;
-  std::fputs("  Extend exact to imperfect repeats.\n", stderr);
-  std::fflush(stderr);
-
+  if (console) {
+    std::fputs("  Searching for exact repeats.\n", stderr);
+    std::fflush(stderr);
+  }
   const char* first = seq.residues.data();
   const char* last = first + seq.residues.size();
-  std::list<Csat*>& seeds = exact_sats.sats;
-  for (auto it = seeds.begin(); it != seeds.end();) {
-    auto next = std::next(it);
-    if (extend_seed(*this, **it, first, last))
-      imperfect_sats.sats.splice(imperfect_sats.sats.end(), seeds, it);
-    else
-      exact_sats.remove(it);
-    it = next;
+  const bool parallel = workers && workers->size() > 1;
+
+  // Every seed is extended on its own, so the seeds are extended in batches
+  // as the exact search finds them, on all threads; only the seeds that
+  // become repeats are kept.
+  std::vector<std::unique_ptr<SeedBatch>> batches;
+  std::atomic<size_t> outstanding{0};
+  auto extend_batch = [this, first, last](SeedBatch& batch) {
+    Csat* spare = nullptr;
+    for (const Seed& seed : batch.seeds) {
+      Csat* sat = spare ? spare : sat_alloc.get_new(seed.unit_begin, seed.unit_end);
+      sat->init(seed.unit_begin, seed.unit_end);
+      sat->sat_begin = seed.sat_begin;
+      sat->sat_end = seed.sat_end;
+      sat->unit_phase_right = seed.unit_phase_right;
+      sat->unit_phase_left = seed.unit_phase_left;
+      sat->score = seed.score;
+      sat->num_Ns = seed.num_Ns;
+      // Extended without listing its edits: the few repeats that are
+      // reported get their lists from their seeds again.
+      sat->missense_dropped = true;
+      spare = sat;
+      const uint32_t k = sat->unit_length();
+      if (!extend_seed(*this, *sat, first, last, minScores_user[k], minLengths_user[k]))
+        continue;
+      batch.extended.push_back({sat, seed.sat_begin, seed.sat_end, seed.order});
+      spare = nullptr;
+    }
+    if (spare)
+      sat_alloc.push_back(spare);
+    std::vector<Seed>().swap(batch.seeds);
+  };
+  auto dispatch = [&] {
+    SeedBatch& batch = *batches.back();
+    if (!parallel) {
+      extend_batch(batch);
+      return;
+    }
+    ++outstanding;
+    workers->submit([&extend_batch, &batch, &outstanding] {
+      auto done = at_end([&] {
+        batch.done = true;
+        --outstanding;
+      });
+      extend_batch(batch);
+    });
+    // A bounded number of batches waits for a thread.
+    const size_t limit = 4 * workers->size();
+    workers->help_until([&] { return outstanding <= limit; });
+  };
+  const size_t batch_size = 1024;
+  size_t found = 0;
+
+  minScores = minScores_intern;
+  minLengths = minLengths_intern;
+  find_exact_repeats([&](Csat* sat) {
+    if (batches.empty() || batches.back()->seeds.size() == batch_size) {
+      if (!batches.empty())
+        dispatch();
+      batches.push_back(std::make_unique<SeedBatch>());
+      batches.back()->seeds.reserve(batch_size);
+    }
+    batches.back()->seeds.push_back({sat->sat_begin, sat->sat_end, sat->unit_begin, sat->unit_end,
+                                     sat->unit_phase_right, sat->unit_phase_left, sat->score, sat->num_Ns,
+                                     found++});
+    return false;
+  });
+  minScores = minScores_user;
+  minLengths = minLengths_user;
+  if (!batches.empty())
+    dispatch();
+  if (parallel)
+    workers->help_until([&] { return outstanding == 0; });
+  if (console) {
+    std::fputs("  Extend exact to imperfect repeats.\n", stderr);
+    std::fflush(stderr);
   }
-  imperfect_sats.sats.sort(lessThan_sat);
+
+  std::vector<Extended> extended;
+  for (const auto& batch : batches)
+    extended.insert(extended.end(), batch->extended.begin(), batch->extended.end());
+  batches.clear();
+  std::sort(extended.begin(), extended.end());
+  for (const Extended& e : extended)
+    imperfect_sats.sats.push_back(e.sat);
+}
+
+// A record's extension depends on its seed alone, so a dropped list comes
+// back the same when the seed is extended again: the seed unit, its exact
+// extension in the exact-then-extend mode, then the imperfect extension.
+void CSearchController::restore_missense_lists(CsatContainer& sats)
+{
+  const char* first = seq.residues.data();
+  const char* last = first + seq.residues.size();
+  Csat again;
+  for (Csat* sat : sats.sats) {
+    if (!sat->missense_dropped)
+      continue;
+    again.init(sat->unit_begin, sat->unit_end);
+    if (global_search_mode == 1)
+      extend_exact(again, first, last);
+    extend_seed(*this, again, first, last, INT32_MIN, INT32_MIN);
+    sat->missense_list.swap(again.missense_list);
+    sat->missense_dropped = false;
+  }
 }
 
 void CSearchController::complete_imperfect_search(FILE*)
@@ -60,82 +422,17 @@ void CSearchController::complete_imperfect_search(FILE*)
   imperfect_sats.sats.sort(lessThan_sat);
 }
 
-namespace {
-
-// Takes an accepted record into the result: its residues are covered, except
-// where it deviates from its unit, which stay seed candidates.
-void accept(Csat* sat, CAnchorSeq& marks, const char* first, std::list<Csat*>& result)
-{
-  marks.cover(static_cast<size_t>(sat->sat_begin - first), static_cast<size_t>(sat->sat_end - first));
-  for (const missense_entry& e : sat->missense_list)
-    marks.free_at(static_cast<size_t>(e.pos - first));
-  result.push_back(sat);
-}
-
-} // namespace
-
 void CSearchController::unit_len_1_complete_imperfect_search(CAnchorSeq& marks, std::list<Csat*>& result)
 {
-  const uint32_t n = seq.residues.size();
-  const char* s = seq.residues.data();
-  Csat* spare = nullptr;
-  size_t b = 0;
-  while (b < n && s[b] == 'N')
-    ++b;
-  // Every non-N residue but the last seeds unless a repeat covers it.
-  for (; b + 1 < n;) {
-    progress(b, 1);
-    if (marks.mark(static_cast<ptrdiff_t>(b)) == CAnchorSeq::FREE) {
-      Csat* sat = spare ? spare : sat_alloc.get_new(s + b, s + b + 1);
-      sat->init(s + b, s + b + 1);
-      spare = sat;
-      if (extend_seed(*this, *sat, s, s + n)) {
-        accept(sat, marks, s, result);
-        spare = nullptr;
-      }
-    }
-    ++b;
-    while (b < n && s[b] == 'N')
-      ++b;
-  }
-  if (spare)
-    sat_alloc.push_back(spare);
+  // Every residue but the last and the N's seeds unless a repeat covers it.
+  if (seq.residues.size() > 1)
+    Pass(*this, 1, marks, result).run();
 }
 
 void CSearchController::one_unit_len_complete_imperfect_search(unsigned int u, CAnchorSeq& marks,
                                                                std::list<Csat*>& result)
 {
-  const uint32_t n = seq.residues.size();
-  const char* s = seq.residues.data();
-  Csat* spare = nullptr;
-  size_t next_N = 0;
-  while (next_N < n && s[next_N] != 'N')
-    ++next_N;
   // Seeds [b, b + u) never include the last residue.
-  for (size_t b = 0; b + u < n; ++b) {
-    progress(b, u);
-    if (next_N < b) {
-      next_N = b;
-      while (next_N < n && s[next_N] != 'N')
-        ++next_N;
-    }
-    const size_t e = b + u;
-    if (!marks.window_is_free(b, e) || next_N < e)
-      continue;
-    bool one_residue = true;
-    for (size_t i = b + 1; i < e && one_residue; ++i)
-      one_residue = s[i] == s[i - 1];
-    if (one_residue)
-      continue;
-
-    Csat* sat = spare ? spare : sat_alloc.get_new(s + b, s + e);
-    sat->init(s + b, s + e);
-    spare = sat;
-    if (extend_seed(*this, *sat, s, s + n)) {
-      accept(sat, marks, s, result);
-      spare = nullptr;
-    }
-  }
-  if (spare)
-    sat_alloc.push_back(spare);
+  if (u < seq.residues.size())
+    Pass(*this, u, marks, result).run();
 }

@@ -1,5 +1,7 @@
 #include "sequence/CFile.h"
 
+#include <unistd.h>
+
 CFile::CFile()
     : state(fail_flag), line(1), buffer_pos(nullptr), buffer_end(nullptr), buffer(new char[BUFFER_SIZE])
 {
@@ -13,7 +15,16 @@ void CFile::ffopen(const std::string& name)
   ffclose();
   state = good_flag;
   read_error_text.clear();
-  file = gzopen(name.c_str(), "rb");
+  if (name == "-") {
+    // Standard input, read once from start to end like a file; zlib closes
+    // its own copy of the descriptor, so standard input stays open.
+    int fd = dup(STDIN_FILENO);
+    file = fd < 0 ? nullptr : gzdopen(fd, "rb");
+    if (!file && fd >= 0)
+      close(fd);
+  } else {
+    file = gzopen(name.c_str(), "rb");
+  }
   if (!file)
     state = fail_flag;
   else

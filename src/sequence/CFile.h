@@ -13,6 +13,8 @@
 //
 // The file goes through zlib, which hands plain files through unchanged and
 // decompresses gzip files (also several concatenated members) on the fly.
+// The name "-" stands for standard input, which may be a pipe: it is read
+// once from start to end, never rewound.
 class CFile {
  public:
   enum : unsigned char { eof_flag = 1, good_flag = 2, fail_flag = 4 };

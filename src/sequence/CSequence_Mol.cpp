@@ -1,5 +1,7 @@
 #include "sequence/CSequence_Mol.h"
 
+#include <algorithm>
+
 namespace {
 
 // What the reader does with each input byte, after upper-casing.
@@ -104,10 +106,24 @@ void CSequence_Mol::read_fasta(CFile& in)
     // stops early at the end of the input or at an invalid byte.
     for (c = in.getchar(); !in.fail() && c != '\n'; c = in.getchar()) {
       switch (char_table.kind[static_cast<unsigned char>(c)]) {
-      case NUCLEOTIDE:
+      case NUCLEOTIDE: {
         residues.push_back(static_cast<char>(c & ~0x20));
         ++count_ACGTU;
+        // The bases that follow in the current block are taken in one go,
+        // up to the first byte of another kind (a line break, mostly).
+        const char* run = in.buffer_pos;
+        const size_t room = max_length > position ? max_length - position - 1 : 0;
+        const char* stop = run + std::min<size_t>(in.buffer_end - run, room);
+        const char* q = run;
+        while (q != stop && char_table.kind[static_cast<unsigned char>(*q)] == NUCLEOTIDE)
+          ++q;
+        const uint32_t taken = static_cast<uint32_t>(q - run);
+        residues.append_upper(run, taken);
+        count_ACGTU += taken;
+        position += taken;
+        in.buffer_pos += taken;
         break;
+      }
       case RNA_U:
         residues.push_back('T');
         ++count_ACGTU;

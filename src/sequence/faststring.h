@@ -27,6 +27,15 @@ class faststring {
       grow(grown_capacity(capacity_));
     data_[length_++] = c;
   }
+  // Appends n letters in upper case, growing as push_back would.
+  void append_upper(const char* s, uint32_t n)
+  {
+    while (capacity_ - length_ < n)
+      grow(grown_capacity(capacity_));
+    for (uint32_t i = 0; i < n; ++i)
+      data_[length_ + i] = static_cast<char>(s[i] & ~0x20);
+    length_ += n;
+  }
   // Room for n bytes and a terminating zero.
   void reserve(uint32_t n)
   {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 // Growth of a position or missense list that cannot be had ends the run:
 // the message goes to standard output and the status is 0, as it always has.
@@ -46,6 +47,19 @@ class fastvector {
       grow(n);
   }
   void clear() { length_ = 0; }
+  // Gives the storage back to the system.
+  void release()
+  {
+    std::free(data_);
+    data_ = nullptr;
+    length_ = capacity_ = 0;
+  }
+  void swap(fastvector& o)
+  {
+    std::swap(data_, o.data_);
+    std::swap(length_, o.length_);
+    std::swap(capacity_, o.capacity_);
+  }
   void resize_within_capacity(uint32_t n) { length_ = n; }
 
   uint32_t size() const { return length_; }

@@ -3,6 +3,9 @@
 #include "settings/number2cstring.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <sched.h>
 #include <tclap/CmdLine.h>
 #include <vector>
 
@@ -40,6 +43,7 @@ bool global_mask_X;
 bool global_mask_lower;
 bool global_gaps_to_Ns;
 bool global_VELTA_run;
+unsigned int global_threads;
 
 void init_param()
 {
@@ -74,6 +78,7 @@ void init_param()
   global_mask_lower = false;
   global_gaps_to_Ns = false;
   global_VELTA_run = false;
+  global_threads = 1;
 }
 
 namespace {
@@ -113,6 +118,30 @@ static bool mode_in_range(int value, int max, const char* before, const char* af
   error_message("Sorry, a problem occured when parsing the command line options. ", before, v.c_str());
   error_message(after);
   return false;
+}
+
+// The number of threads: ZERLAN_THREADS when it is set, otherwise the CPUs
+// in the process's affinity mask, which taskset, cpusets and batch
+// schedulers restrict. More than MAX_THREADS are not started.
+static int read_thread_count()
+{
+  const char* text = std::getenv("ZERLAN_THREADS");
+  if (!text) {
+    cpu_set_t cpus;
+    int count = sched_getaffinity(0, sizeof cpus, &cpus) == 0 ? CPU_COUNT(&cpus) : 1;
+    global_threads = std::min<unsigned int>(std::max(count, 1), MAX_THREADS);
+    return 0;
+  }
+  char* end = nullptr;
+  errno = 0;
+  const long long value = std::strtoll(text, &end, 10);
+  if (end == text || *end != '\0' || errno != 0 || value < 1) {
+    error_message("Sorry, the environment variable ZERLAN_THREADS must be a whole number of threads\n"
+                  "greater than 0, not \"", text, "\".\n");
+    return -1;
+  }
+  global_threads = static_cast<unsigned int>(std::min<long long>(value, MAX_THREADS));
+  return 0;
 }
 
 int read_and_init_parameters(int argc, char** argv)
@@ -359,7 +388,14 @@ int read_and_init_parameters(int argc, char** argv)
                   "or equal to the minimum unit length.\n");
     return -1;
   }
-  return 0;
+  // The masked copy is written beside the input file, and standard input
+  // has no place beside it.
+  if (global_input_filename == "-" && (global_mask_X || global_mask_lower)) {
+    error_message("Sorry, the options --maskX and --maskLower write the masked sequences to a file beside\n"
+                  "the input file. They cannot be used when the input is read from standard input (\"-\").\n");
+    return -1;
+  }
+  return read_thread_count();
 }
 
 // One summary line: prefix, label, separator, value, line feed. Every piece

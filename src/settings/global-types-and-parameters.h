@@ -42,8 +42,13 @@ extern bool global_mask_X;
 extern bool global_mask_lower;
 extern bool global_gaps_to_Ns;
 extern bool global_VELTA_run;
+// Threads the search may use: ZERLAN_THREADS, or the CPUs the process may
+// run on. Not a command-line option and not part of the settings summary:
+// the results are the same for every value.
+extern unsigned int global_threads;
 
 const int SCOREREDUCTION_UNLIMITED = 2147483647;
+const unsigned int MAX_THREADS = 256;
 
 void init_param();
 

@@ -1,8 +1,8 @@
 #!/bin/bash
 # Command line and console: the whole console and report of a default run and
 # of a run with every setting changed, the report file, refused command lines
-# with their messages and statuses, the ends that the command-line library
-# makes itself, and the record range.
+# and thread counts with their messages and statuses, the ends that the
+# command-line library makes itself, and the record range.
 source "$(dirname "$0")/lib.sh"
 
 one='>chr1 test seq\nGTACACACACACACTT\n'
@@ -28,9 +28,14 @@ check minimum-score "$one" --minScore 1 no.fa
 check no-input-file "$one" no.fa
 check three-names "$one" in.fa out.txt third.txt # neither name is taken
 check output-unwritable "$one" in.fa nodir/out.txt
+# Standard input has no place beside it for a masked copy.
+check masking-standard-input "$one" --maskX -
+check masking-standard-input "$one" --maskLower -
+# The thread count from the environment is checked after the options.
+for threads in 0 -2 many '' 3x; do ZERLAN_THREADS=$threads check "threads-$threads" "$one" in.fa; done
 lines=2 check help "$one" --help
 check version "$one" --version
-lines=1 check unknown-option "$one" --noSuchOption in.fa
+for input in in.fa -; do lines=1 check unknown-option "$one" --noSuchOption $input; done
 lines=1 check unknown-search-mode "$one" --searchMode fuzzy in.fa
 lines=1 check option-twice "$one" --minScore 8 --minScore 9 in.fa
 

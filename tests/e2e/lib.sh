@@ -64,6 +64,6 @@ check() {
 }
 
 finish() {
-  [ $failed -eq 0 ] && echo "all cases agree with ${golden##*/}"
+  [ $failed -eq 0 ] && echo "all cases of ${0##*/} pass"
   exit $((failed > 0))
 }

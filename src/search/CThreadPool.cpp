@@ -1,0 +1,57 @@
+#include "search/CThreadPool.h"
+
+CThreadPool::CThreadPool(unsigned int threads)
+{
+  for (unsigned int i = 1; i < threads; ++i)
+    workers.emplace_back([this] { work(); });
+}
+
+CThreadPool::~CThreadPool()
+{
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    stopping = true;
+  }
+  task_queued.notify_all();
+  for (std::thread& t : workers)
+    t.join();
+}
+
+void CThreadPool::submit(std::function<void()> task)
+{
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    tasks.push_back(std::move(task));
+  }
+  task_queued.notify_one();
+}
+
+// Runs the oldest queued task with the lock released; false when none is queued.
+bool CThreadPool::run_one(std::unique_lock<std::mutex>& lock)
+{
+  if (tasks.empty())
+    return false;
+  std::function<void()> task = std::move(tasks.front());
+  tasks.pop_front();
+  lock.unlock();
+  try {
+    task();
+  } catch (...) {
+    lock.lock();
+    if (!failure)
+      failure = std::current_exception();
+    lock.unlock();
+  }
+  lock.lock();
+  task_finished.notify_all();
+  return true;
+}
+
+void CThreadPool::work()
+{
+  std::unique_lock<std::mutex> lock(mutex);
+  while (!stopping) {
+    if (!run_one(lock))
+      task_queued.wait(lock);
+  }
+}

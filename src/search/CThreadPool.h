@@ -1,0 +1,68 @@
+#ifndef CTHREADPOOL_H
+#define CTHREADPOOL_H
+
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+// The one pool of a run: threads - 1 workers, and the thread that waits for
+// a result works through the queue while it waits, so that all threads are
+// busy. Tasks are large (a record, or a stretch of seeds); results are
+// applied in input order by the waiting thread, never by the workers.
+class CThreadPool {
+ public:
+  explicit CThreadPool(unsigned int threads);
+  ~CThreadPool();
+  CThreadPool(const CThreadPool&) = delete;
+  CThreadPool& operator=(const CThreadPool&) = delete;
+
+  unsigned int size() const { return static_cast<unsigned int>(workers.size()) + 1; }
+  void submit(std::function<void()> task);
+
+  // Runs queued tasks on the calling thread until done() holds; done() is
+  // called under the pool's lock and must only read what tasks publish when
+  // they end, also when they end by an exception. Then rethrows the first
+  // exception a task threw (out of memory), so that nothing is left running
+  // on the caller's data.
+  template <typename Done>
+  void help_until(Done done)
+  {
+    std::unique_lock<std::mutex> lock(mutex);
+    while (!done())
+      if (!run_one(lock))
+        task_finished.wait(lock);
+    if (failure)
+      std::rethrow_exception(failure);
+  }
+
+ private:
+  bool run_one(std::unique_lock<std::mutex>& lock);
+  void work();
+
+  std::mutex mutex;
+  std::condition_variable task_queued;
+  std::condition_variable task_finished;
+  std::deque<std::function<void()>> tasks;
+  std::vector<std::thread> workers;
+  std::exception_ptr failure;
+  bool stopping = false;
+};
+
+// Runs an action when a task ends, also by an exception, so that whoever
+// waits for the task learns that it is over.
+template <typename Action>
+struct AtEnd {
+  Action action;
+  ~AtEnd() { action(); }
+};
+template <typename Action>
+AtEnd<Action> at_end(Action action)
+{
+  return AtEnd<Action>{action};
+}
+
+#endif

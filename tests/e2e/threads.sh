@@ -1,0 +1,60 @@
+#!/bin/bash
+# The thread count is a speed setting and nothing else: report, masked file,
+# console and status are the same bytes for 1, 2, 3 and 7 threads. A record
+# over 256 kb is searched by all threads at once in stretches of seeds, the
+# others side by side; imperfect repeats and N runs lie all along them, so
+# that some cross every stretch boundary. Thread counts that are no whole
+# positive number are refused in cli.sh.
+source "$(dirname "$0")/lib.sh"
+cd "$work" || exit 1
+
+# Records NAME:LENGTH of random residues with an imperfect repeat (8%
+# substitutions, 1% insertions, 1% deletions) every 700 to 2,200 residues and
+# now and then 1 to 4 N's; or NAME:RESIDUES as given.
+planted() {
+  awk 'function r(n) { x = x * 16807 % 2147483647; return x % n }
+    function put(c) { line = line c; n++; if (n % 70 == 0) { print line; line = "" } }
+    BEGIN {
+      x = 20261123
+      for (a = 1; a < ARGC; a++) {
+        split(ARGV[a], f, ":"); print ">" f[1]; n = 0
+        if (f[2] !~ /^[0-9]+$/) { print f[2]; continue }
+        while (n < f[2]) {
+          for (g = 700 + r(1500); g; g--) put(substr("ACGT", r(4) + 1, 1))
+          u = 1 + r(10); copies = 30 + r(300)
+          for (k = 1; k <= u; k++) unit[k] = substr("ACGT", r(4) + 1, 1)
+          for (i = 0; i < copies; i++) {
+            dice = r(100); c = unit[i % u + 1]
+            if (dice < 8) put(substr("ACGT", r(4) + 1, 1))
+            else if (dice == 8) { put(c); put(substr("ACGT", r(4) + 1, 1)) }
+            else if (dice > 9) put(c)
+          }
+          if (r(5) == 0) for (k = 1 + r(4); k; k--) put("N")
+        }
+        if (line != "") print line; line = ""
+      }
+    }' "$@"
+}
+records=("long satellite-rich record:300000")
+for i in {0..11}; do records+=("short $i:$((500 + i * 1700))"); done
+planted "${records[@]}" "only N:NNNNNNNNNN" "tiny:ACGTA" "after:3000" > in.fa
+
+for options in "" "-M extendExact --outputFormat 3" "-M exact --maskX -u 2" \
+  "--outputFormat 2 --maskLower -U 14 -R 20 --lastSeq 9"; do
+  for threads in 1 2 3 7; do
+    rm -f in.fa.masked
+    # shellcheck disable=SC2086
+    ZERLAN_THREADS=$threads "$ZERLAN" $options in.fa report > out 2> err
+    echo "status $?" >> err
+    sed -Ei 's/^[0-9]{2,}\.[0-9]{2}\.[0-9]{2} - #/TT.TT.TT - #/' err
+    cat out err report in.fa.masked > "$threads.all" 2> /dev/null
+    if [ "$threads" = 1 ] && ! grep -q '^status 0$' err || ! grep -q long report; then
+      echo "FAILED: no report of the long record with options \"$options\""
+      failed=$((failed + 1))
+    elif ! cmp -s 1.all "$threads.all"; then
+      echo "FAILED: $threads threads differ from 1 with options \"$options\": $(diff 1.all "$threads.all" | head -5)"
+      failed=$((failed + 1))
+    fi
+  done
+done
+finish

@@ -1,0 +1,102 @@
+// Over long imperfect arrays the extension follows paths that earlier seeds
+// walked (see walked_paths.h). A finite maximum score reduction too large
+// to ever bind prunes exactly like the unlimited one but walks every seed
+// on its own, so it gives the reference: every seed of a diverged array
+// must extend to the same record, field by field and edit by edit, whether
+// its walk is its own or follows others, and with its list or without.
+
+#include "main/console.h"
+#include "search/CSearchController.h"
+#include "settings/global-types-and-parameters.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+namespace {
+
+// A (ATTCC)n array with 10% substitutions and 2% indels, or with every
+// seventh residue a G over (AC)n, between random flanks.
+std::string array(bool attcc, size_t length)
+{
+  uint64_t state = 42;
+  auto next = [&state] {
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    return static_cast<uint32_t>(state >> 33);
+  };
+  auto base = [&] { return "ACGT"[next() % 4]; };
+  std::string s;
+  for (int i = 0; i < 300; ++i)
+    s += base();
+  for (size_t i = 0; s.size() < 300 + length; ++i) {
+    if (!attcc) {
+      s += (i + 1) % 7 == 0 ? 'G' : "AC"[i % 2];
+      continue;
+    }
+    const uint32_t dice = next() % 100;
+    if (dice < 10)
+      s += base();
+    else if (dice == 10)
+      s += std::string(1, "ATTCC"[i % 5]) + base();
+    else if (dice != 11)
+      s += "ATTCC"[i % 5];
+  }
+  for (int i = 0; i < 300; ++i)
+    s += base();
+  return s;
+}
+
+std::string describe(const Csat& r, const char* s, bool with_list = true)
+{
+  std::string d = std::to_string(r.sat_begin - s) + "-" + std::to_string(r.sat_end - s) + " phases " +
+                  std::to_string(r.unit_phase_left - s) + "," + std::to_string(r.unit_phase_right - s) + " score " +
+                  std::to_string(r.score) + " M" + std::to_string(r.num_mismatches) + " I" +
+                  std::to_string(r.num_insertions) + " D" + std::to_string(r.num_deletions) + " N" +
+                  std::to_string(r.num_Ns) + ":";
+  if (with_list)
+    for (const missense_entry& e : r.missense_list)
+      d += " " + std::to_string(e.pos - s) + e.kind;
+  return d;
+}
+
+TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
+{
+  for (bool attcc : {true, false}) {
+    for (int prefer_longer : {1, 0}) {
+      init_param();
+      update_report_time();
+      CSequence_Mol seq;
+      const std::string text = array(attcc, 1500);
+      seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
+      const char* s = seq.residues.data();
+      const char* end = s + seq.residues.size();
+      CSearchController shared(1, seq);
+      for (size_t u : {2u, 5u, 7u, 10u}) {
+        for (size_t b = 300; b + u < 1800; b += 11) {
+          Csat followed, own, counted;
+          global_prefer_longer_repeat = prefer_longer;
+          followed.init(s + b, s + b + u);
+          shared.extend_imperfect_forward(followed, end);
+          shared.extend_imperfect_backward(followed, s - 1);
+          // A record without its list jumps over the followed stretches.
+          counted.init(s + b, s + b + u);
+          counted.missense_dropped = true;
+          shared.extend_imperfect_forward(counted, end);
+          shared.extend_imperfect_backward(counted, s - 1);
+          global_maximum_scorereduction = SCOREREDUCTION_UNLIMITED - 1;
+          CSearchController alone(2, seq);
+          own.init(s + b, s + b + u);
+          alone.extend_imperfect_forward(own, end);
+          alone.extend_imperfect_backward(own, s - 1);
+          global_maximum_scorereduction = SCOREREDUCTION_UNLIMITED;
+          ASSERT_EQ(describe(followed, s), describe(own, s))
+              << (attcc ? "ATTCC" : "AC/7") << " unit " << u << " seed " << b << " P " << prefer_longer;
+          ASSERT_EQ(describe(counted, s, false), describe(own, s, false)) << "without list, seed " << b;
+        }
+      }
+    }
+  }
+}
+
+} // namespace
