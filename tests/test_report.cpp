@@ -1,5 +1,6 @@
 // The reported form of a repeat unit in the three modes, with the refusal of
-// units that repeat a shorter unit, and the class names by unit length.
+// units that repeat a shorter unit, the class names by unit length, and the
+// order of a repeat's edits.
 
 #include "report/CDnaString.h"
 #include "report/Csat.h"
@@ -7,9 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 TEST(UnitNormalForm, ReportModes)
 {
@@ -54,4 +57,17 @@ TEST(UnitNormalForm, RepeatClassNames)
     EXPECT_EQ(std::string(buffer, size), names[length - 1]);
     std::free(buffer);
   }
+}
+
+// The order of a repeat's edits: by position, and at one position a deletion
+// before an insertion before a mismatch.
+TEST(MissenseOrder, ByPositionThenDeletionInsertionMismatch)
+{
+  const char* r = "ACGTACGT";
+  std::vector<missense_entry> list = {{r + 5, 'M'}, {r + 6, 'D'}, {r + 5, 'I'}, {r + 4, 'M'}, {r + 5, 'D'}};
+  std::sort(list.begin(), list.end(), Csat::lessThan_missense());
+  std::string order;
+  for (const missense_entry& e : list)
+    order += std::to_string(e.pos - r) + e.kind + " ";
+  EXPECT_EQ(order, "4M 5D 5I 5M 6D ");
 }
