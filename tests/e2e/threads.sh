@@ -8,9 +8,11 @@
 source "$(dirname "$0")/lib.sh"
 cd "$work" || exit 1
 
-# Records NAME:LENGTH of random residues with an imperfect repeat (8%
-# substitutions, 1% insertions, 1% deletions) every 700 to 2,200 residues and
-# now and then 1 to 4 N's; or NAME:RESIDUES as given.
+# Records NAME:LENGTH of random residues with an imperfect repeat every 700
+# to 2,200 residues: 30 to 1,029 residues of a unit of 1 to 10, with 8%
+# substitutions, 1% insertions and 1% deletions, long enough for the walks of
+# later seeds to follow earlier ones; now and then 1 to 4 N's. Or NAME:RESIDUES
+# as given.
 planted() {
   awk 'function r(n) { x = x * 16807 % 2147483647; return x % n }
     function put(c) { line = line c; n++; if (n % 70 == 0) { print line; line = "" } }
@@ -21,7 +23,7 @@ planted() {
         if (f[2] !~ /^[0-9]+$/) { print f[2]; continue }
         while (n < f[2]) {
           for (g = 700 + r(1500); g; g--) put(substr("ACGT", r(4) + 1, 1))
-          u = 1 + r(10); copies = 30 + r(300)
+          u = 1 + r(10); copies = 30 + r(1000)
           for (k = 1; k <= u; k++) unit[k] = substr("ACGT", r(4) + 1, 1)
           for (i = 0; i < copies; i++) {
             dice = r(100); c = unit[i % u + 1]
