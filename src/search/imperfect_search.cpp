@@ -185,7 +185,7 @@ class Pass {
         sat = spare ? spare : sat_alloc.get_new(s + b, s + b + u);
         sat->init(s + b, s + b + u);
         spare = sat;
-        if (!extend_seed(c, *sat, s, s + n, min_score, min_length))
+        if (!extend(*sat))
           continue;
         spare = nullptr;
       }
@@ -219,7 +219,7 @@ class Pass {
       if (!seed_is_tried(s, b, u, N_at, mark))
         continue;
       own_spare->init(s + b, s + b + u);
-      if (!extend_seed(c, *own_spare, s, s + n, min_score, min_length)) {
+      if (!extend(*own_spare)) {
         chunk.outcome[b - chunk.begin] = FAILED;
         continue;
       }
@@ -229,6 +229,14 @@ class Pass {
       own_spare = sat_alloc.get_new(s, s + u);
     }
     sat_alloc.push_back(own_spare);
+  }
+
+  // Extends the seed that sat holds, unless it is sure to fall short.
+  bool extend(Csat& sat)
+  {
+    return !CSearchController::seed_falls_short(s, s + n, sat.unit_begin, static_cast<uint32_t>(u), min_score,
+                                                c.search_id) &&
+           extend_seed(c, sat, s, s + n, min_score, min_length);
   }
 
   size_t first_N_from(size_t b) const
