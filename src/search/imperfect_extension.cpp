@@ -430,12 +430,23 @@ class OfUnit {
   {
     std::memset(bits, 0, (WILD >> 6) * sizeof(uint64_t));
     bits[WILD >> 6] = uint64_t(1) << (WILD & 63);
-    // The words within the unit are those of the sequence; the ones that
-    // wrap around its end are made here, rolling over the residues from
-    // the first such word on.
+    // The words within the unit are those of the sequence. One that wraps
+    // around the unit's end joins the head of the sequence's word at its
+    // start to the head of the unit's first word, unless an N follows the
+    // unit; then the words that wrap are made residue by residue.
     uint32_t first_wrap = 0;
     for (; first_wrap + k <= u; ++first_wrap)
       add(seed_words[first_wrap]);
+    bool joined = u >= k && seed_words[0] != WILD;
+    for (uint32_t i = first_wrap; joined && i < u; ++i)
+      joined = seed_words[i] != WILD;
+    if (joined) {
+      for (uint32_t i = first_wrap; i < u; ++i) {
+        const unsigned tail = 2 * (u - i), head = 2 * k - tail;
+        add((seed_words[i] >> head) << head | seed_words[0] >> tail);
+      }
+      return;
+    }
     const uint32_t mask = (1u << (2 * k)) - 1;
     uint32_t code = 0;
     const char* p = ub + first_wrap;
@@ -453,6 +464,21 @@ class OfUnit {
   }
 
   bool has(uint32_t code) const { return bits[code >> 6] >> (code & 63) & 1; }
+
+  // Whether any of count codes is in the set; four at a time, as the
+  // answer is mostly no.
+  bool has_any(const uint16_t* codes, size_t count) const
+  {
+    auto bit = [this](uint32_t code) { return bits[code >> 6] >> (code & 63); };
+    size_t i = 0;
+    for (; i + 4 <= count; i += 4)
+      if ((bit(codes[i]) | bit(codes[i + 1]) | bit(codes[i + 2]) | bit(codes[i + 3])) & 1)
+        return true;
+    for (; i < count; ++i)
+      if (has(codes[i]))
+        return true;
+    return false;
+  }
 
  private:
   void add(uint32_t code)
@@ -488,10 +514,7 @@ bool stays_below(const words::OfUnit& unit, words::Stretch& stretch, const char*
   const ptrdiff_t at = m - first;
   const ptrdiff_t from = Dir > 0 ? at : at - reach - (k - 1);
   const uint16_t* codes = stretch.cover(first, last, search, k, from, from + reach);
-  for (ptrdiff_t i = 0; i <= reach; ++i)
-    if (unit.has(codes[i]))
-      return false;
-  return true;
+  return !unit.has_any(codes, static_cast<size_t>(reach) + 1);
 }
 
 } // namespace
@@ -519,13 +542,17 @@ bool CSearchController::seed_falls_short(const char* first, const char* last, co
       exact_phase<-1>(backward, phase, ub, ue, first - 1, score, Ns, g.allowed_Ns, g.pass_Ns);
   if (score >= min_score)
     return false;
+  // Backward, the extension starts from the forward score. Where the
+  // headroom allows no edit, the extension ends at the first deviation.
+  const int64_t forward_room = forward_stopped ? forward_score - floor : 0;
+  const int64_t backward_room = backward_stopped ? score - floor : 0;
+  if (forward_room <= c && backward_room <= c)
+    return true;
   const unsigned k = static_cast<unsigned>(std::min<int32_t>(c, words::K_MAX));
   static thread_local words::Stretch stretch;
   const words::OfUnit unit(stretch.cover(first, last, search, k, ub - first, ue - 1 - first), ub, u, k);
-  // Backward, the extension starts from the forward score.
-  return (!forward_stopped ||
-          stays_below<1>(unit, stretch, forward, forward_score - floor, c, k, first, last, search)) &&
-         (!backward_stopped || stays_below<-1>(unit, stretch, backward, score - floor, c, k, first, last, search));
+  return stays_below<1>(unit, stretch, forward, forward_room, c, k, first, last, search) &&
+         stays_below<-1>(unit, stretch, backward, backward_room, c, k, first, last, search);
 }
 
 void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound) { extend<1>(sat, bound, search_id); }
