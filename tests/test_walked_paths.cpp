@@ -99,4 +99,54 @@ TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
   }
 }
 
+// A seed that the filter turns away must extend to a score below the
+// threshold, under several scorings, with N's, near the record's ends; and
+// with the default scores the filter must turn away most seeds of random
+// sequence.
+TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
+{
+  struct Scoring {
+    int32_t mismatch, indel, prefer_longer, reduction;
+  };
+  for (const Scoring& sc : {Scoring{-5, -5, 1, SCOREREDUCTION_UNLIMITED}, Scoring{-3, -7, 0, SCOREREDUCTION_UNLIMITED},
+                            Scoring{-5, -5, 1, 10}, Scoring{-8, -2, 1, SCOREREDUCTION_UNLIMITED}}) {
+    init_param();
+    update_report_time();
+    global_mismatch_score = sc.mismatch;
+    global_indel_score = sc.indel;
+    global_prefer_longer_repeat = sc.prefer_longer;
+    global_maximum_scorereduction = sc.reduction;
+    CSequence_Mol seq;
+    std::string text = array(true, 600) + array(false, 300);
+    for (size_t i = 100; i < text.size(); i += 97)
+      text.replace(i, i % 3 + 1, i % 3 + 1, 'N');
+    seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
+    const char* s = seq.residues.data();
+    const char* end = s + seq.residues.size();
+    CSearchController c(1, seq);
+    size_t seeds = 0, turned_away = 0;
+    for (uint32_t u = 1; u <= 10; ++u) {
+      for (size_t b = 0; b + u < text.size(); ++b) {
+        if (text.find('N', b) < b + u)
+          continue;
+        for (int32_t min_score : {6, 10, 14}) {
+          if (!CSearchController::seed_falls_short(s, end, s + b, u, min_score, c.search_id))
+            continue;
+          Csat sat;
+          sat.init(s + b, s + b + u);
+          c.extend_imperfect_forward(sat, end);
+          c.extend_imperfect_backward(sat, s - 1);
+          ASSERT_LT(sat.score, min_score) << "unit " << u << " seed " << b << " mismatch " << sc.mismatch;
+          turned_away += min_score == 6 && b < 300;
+        }
+        seeds += b < 300;
+      }
+    }
+    // In the random flank, with edits of 5.
+    if (sc.mismatch == sc.indel) {
+      EXPECT_GT(turned_away * 2, seeds);
+    }
+  }
+}
+
 } // namespace

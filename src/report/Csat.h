@@ -53,12 +53,15 @@ class Csat {
     missense_list.clear();
   }
 
-  // Drops a missense list that is longer than a short repeat's would be.
+  // Drops a missense list that is longer than a short repeat's would be,
+  // and gives back the room that an extension left beyond a short one.
   void drop_long_missense_list()
   {
     if (missense_list.size() > 64) {
       missense_list.release();
       missense_dropped = true;
+    } else if (missense_list.capacity() > 64) {
+      missense_list.shrink_to_fit();
     }
   }
 
@@ -98,8 +101,12 @@ class Csat_garbagecollector {
   ~Csat_garbagecollector();
 
   Csat* get_new(const char* begin, const char* end);
+  // A record back in the pool keeps no more list room than a short repeat
+  // needs, so that spares of long arrays do not pile up.
   void push_back(Csat* s)
   {
+    if (s->missense_list.capacity() > 64)
+      s->missense_list.release();
     std::lock_guard<std::mutex> hold(lock);
     free_sats.push_back(s);
   }

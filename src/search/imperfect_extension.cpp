@@ -6,6 +6,9 @@
 #include "settings/global-types-and-parameters.h"
 
 #include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <vector>
 
 // The imperfect extension aligns the residues beyond one end of a repeat
 // against the endless repetition of its unit: +1 per match, 0 per passed N,
@@ -355,7 +358,202 @@ void extend(Csat& sat, const char* bound, uint64_t search)
     best.restore(sat);
 }
 
+// Words of k residues (k <= 5) as codes of 2 bits per residue (A, C, G, T).
+// WILD stands for a word with an N or one that runs off the sequence: such
+// a word is taken as one that may be in phase with any unit.
+namespace words {
+
+constexpr unsigned K_MAX = 5;
+constexpr uint32_t WILD = 1u << (2 * K_MAX);
+
+// 0 to 3 for A, C, G, T; 4 for anything else.
+struct Bases {
+  uint8_t of[256];
+  Bases()
+  {
+    std::fill(std::begin(of), std::end(of), 4);
+    of['A'] = 0;
+    of['C'] = 1;
+    of['G'] = 2;
+    of['T'] = 3;
+  }
+};
+const Bases bases;
+
+inline uint32_t base(char c) { return bases.of[static_cast<unsigned char>(c)]; }
+
+// The codes of the words of a record that start in a stretch around the
+// seeds being tested, made again when a test reaches beyond it. Each thread
+// keeps its own, for one search at a time.
+class Stretch {
+ public:
+  // The codes of the words starting at positions [from, to] of the record
+  // [first, last) of search id; positions count from first.
+  const uint16_t* cover(const char* first, const char* last, uint64_t id, unsigned k, ptrdiff_t from, ptrdiff_t to)
+  {
+    if (id != search || k != this->k || from < lo || to >= lo + static_cast<ptrdiff_t>(codes.size())) {
+      search = id;
+      this->k = k;
+      lo = from - 256;
+      codes.resize(static_cast<size_t>(to - lo) + 4096);
+      // Rolling over the residues: the word starting at w is complete once
+      // w + k - 1 is read, and WILD when an N came within its k residues.
+      const ptrdiff_t n = last - first;
+      const uint32_t mask = (1u << (2 * k)) - 1;
+      uint32_t code = 0;
+      unsigned since_N = 0;
+      for (ptrdiff_t w = lo; w < lo + static_cast<ptrdiff_t>(codes.size()); ++w) {
+        for (ptrdiff_t r = w == lo ? w : w + (k - 1); r < w + static_cast<ptrdiff_t>(k); ++r) {
+          const uint32_t b = r >= 0 && r < n ? base(first[r]) : 4;
+          code = (code << 2 | b) & mask;
+          since_N = b > 3 ? 0 : since_N + 1;
+        }
+        codes[static_cast<size_t>(w - lo)] = static_cast<uint16_t>(since_N < k ? WILD : code);
+      }
+    }
+    return codes.data() + (from - lo);
+  }
+
+ private:
+  uint64_t search = 0;
+  unsigned k = 0;
+  ptrdiff_t lo = 0;
+  std::vector<uint16_t> codes;
+};
+
+// The cyclic words of a unit: those that a run in phase with the unit,
+// whatever its phase, reads. WILD is always in.
+class OfUnit {
+ public:
+  // seed_words: the codes of the words that start in the unit [ub, ub + u).
+  OfUnit(const uint16_t* seed_words, const char* ub, uint32_t u, unsigned k)
+  {
+    std::memset(bits, 0, (WILD >> 6) * sizeof(uint64_t));
+    bits[WILD >> 6] = uint64_t(1) << (WILD & 63);
+    // The words within the unit are those of the sequence. One that wraps
+    // around the unit's end joins the head of the sequence's word at its
+    // start to the head of the unit's first word, unless an N follows the
+    // unit; then the words that wrap are made residue by residue.
+    uint32_t first_wrap = 0;
+    for (; first_wrap + k <= u; ++first_wrap)
+      add(seed_words[first_wrap]);
+    bool joined = u >= k && seed_words[0] != WILD;
+    for (uint32_t i = first_wrap; joined && i < u; ++i)
+      joined = seed_words[i] != WILD;
+    if (joined) {
+      for (uint32_t i = first_wrap; i < u; ++i) {
+        const unsigned tail = 2 * (u - i), head = 2 * k - tail;
+        add((seed_words[i] >> head) << head | seed_words[0] >> tail);
+      }
+      return;
+    }
+    const uint32_t mask = (1u << (2 * k)) - 1;
+    uint32_t code = 0;
+    const char* p = ub + first_wrap;
+    for (uint32_t i = first_wrap; i < u + k - 1; ++i) {
+      const uint32_t b = base(*p);
+      if (b > 3) {
+        add(WILD);
+        return;
+      }
+      code = (code << 2 | b) & mask;
+      if (i + 1 >= first_wrap + k)
+        add(code);
+      p = p + 1 == ub + u ? ub : p + 1;
+    }
+  }
+
+  bool has(uint32_t code) const { return bits[code >> 6] >> (code & 63) & 1; }
+
+  // Whether any of count codes is in the set; four at a time, as the
+  // answer is mostly no.
+  bool has_any(const uint16_t* codes, size_t count) const
+  {
+    auto bit = [this](uint32_t code) { return bits[code >> 6] >> (code & 63); };
+    size_t i = 0;
+    for (; i + 4 <= count; i += 4)
+      if ((bit(codes[i]) | bit(codes[i + 1]) | bit(codes[i + 2]) | bit(codes[i + 3])) & 1)
+        return true;
+    for (; i < count; ++i)
+      if (has(codes[i]))
+        return true;
+    return false;
+  }
+
+ private:
+  void add(uint32_t code)
+  {
+    if (code >= WILD) // not a seed's unit: every word may be in phase
+      std::fill(std::begin(bits), std::end(bits), ~uint64_t(0));
+    else
+      bits[code >> 6] |= uint64_t(1) << (code & 63);
+  }
+
+  uint64_t bits[(WILD >> 6) + 1];
+};
+
+} // namespace words
+
+// Whether an extension that stopped at the differing residue m with
+// headroom h (its score above the prune floor) is sure never to score above
+// its score there. Each edit costs at least c > 0 and needs a headroom above
+// c, so it can only gain, or go on beyond h - c edits, through a run of at
+// least c residues in phase with the unit. A run that starts where no such
+// word of k <= c residues starts holds at most c - 1 of them and costs at
+// least c residues with its edit, so the runs after at most h - c edits all
+// start within (h - c - 1) * c + 1 residues from m, in the direction Dir.
+// Backward, a run that starts at x reads the word that ends at x.
+template <int Dir>
+bool stays_below(const words::OfUnit& unit, words::Stretch& stretch, const char* m, int64_t h, int32_t c,
+                 unsigned k, const char* first, const char* last, uint64_t search)
+{
+  const int64_t edits = h - c;
+  if (edits <= 0)
+    return true;
+  const ptrdiff_t reach = static_cast<ptrdiff_t>((edits - 1) * c + 1);
+  const ptrdiff_t at = m - first;
+  const ptrdiff_t from = Dir > 0 ? at : at - reach - (k - 1);
+  const uint16_t* codes = stretch.cover(first, last, search, k, from, from + reach);
+  return !unit.has_any(codes, static_cast<size_t>(reach) + 1);
+}
+
 } // namespace
+
+bool CSearchController::seed_falls_short(const char* first, const char* last, const char* b, uint32_t u,
+                                         int32_t min_score, uint64_t search)
+{
+  const Scoring g;
+  const int32_t c = std::min(-g.mismatch, -g.indel);
+  if (c < 1)
+    return false;
+  const int64_t floor = -static_cast<int64_t>(u) - g.prefer_longer;
+  const char* ub = b;
+  const char* ue = b + u;
+  // The first exact phase each way: the score if no edit ever pays off.
+  int32_t score = 0;
+  uint32_t Ns = 0;
+  const char* forward = ue;
+  const char* phase = ub;
+  const bool forward_stopped = exact_phase<1>(forward, phase, ub, ue, last, score, Ns, g.allowed_Ns, g.pass_Ns);
+  const int32_t forward_score = score;
+  const char* backward = b - 1;
+  phase = ue - 1;
+  const bool backward_stopped =
+      exact_phase<-1>(backward, phase, ub, ue, first - 1, score, Ns, g.allowed_Ns, g.pass_Ns);
+  if (score >= min_score)
+    return false;
+  // Backward, the extension starts from the forward score. Where the
+  // headroom allows no edit, the extension ends at the first deviation.
+  const int64_t forward_room = forward_stopped ? forward_score - floor : 0;
+  const int64_t backward_room = backward_stopped ? score - floor : 0;
+  if (forward_room <= c && backward_room <= c)
+    return true;
+  const unsigned k = static_cast<unsigned>(std::min<int32_t>(c, words::K_MAX));
+  static thread_local words::Stretch stretch;
+  const words::OfUnit unit(stretch.cover(first, last, search, k, ub - first, ue - 1 - first), ub, u, k);
+  return stays_below<1>(unit, stretch, forward, forward_room, c, k, first, last, search) &&
+         stays_below<-1>(unit, stretch, backward, backward_room, c, k, first, last, search);
+}
 
 void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound) { extend<1>(sat, bound, search_id); }
 

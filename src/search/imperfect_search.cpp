@@ -77,6 +77,10 @@ void cover_repeat(const Csat& sat, const char* s, ptrdiff_t lo, ptrdiff_t hi, Se
 
 enum : uint8_t { UNTRIED, FAILED, ACCEPTED };
 
+// At most this many missense entries (16 bytes each) are held by the
+// accepted records of one chunk walked ahead.
+constexpr size_t MAX_HELD_ENTRIES = 1 << 16;
+
 
 // A stretch of seeds of one pass that a worker walks ahead of the ordered
 // walk, with its own copy of the marks as they stood when it started: where
@@ -185,7 +189,7 @@ class Pass {
         sat = spare ? spare : sat_alloc.get_new(s + b, s + b + u);
         sat->init(s + b, s + b + u);
         spare = sat;
-        if (!extend_seed(c, *sat, s, s + n, min_score, min_length))
+        if (!extend(*sat))
           continue;
         spare = nullptr;
       }
@@ -212,6 +216,7 @@ class Pass {
     auto mark = [&](ptrdiff_t i) { return local[static_cast<size_t>(i - lo)]; };
     chunk.outcome.assign(chunk.end - chunk.begin, UNTRIED);
     Csat* own_spare = sat_alloc.get_new(s, s + u);
+    size_t held = 0;
     size_t N_at = first_N_from(chunk.begin);
     for (size_t b = chunk.begin; b < chunk.end; ++b) {
       if (N_at < b)
@@ -219,16 +224,30 @@ class Pass {
       if (!seed_is_tried(s, b, u, N_at, mark))
         continue;
       own_spare->init(s + b, s + b + u);
-      if (!extend_seed(c, *own_spare, s, s + n, min_score, min_length)) {
+      if (!extend(*own_spare)) {
         chunk.outcome[b - chunk.begin] = FAILED;
         continue;
       }
+      cover_repeat(*own_spare, s, lo, hi, [&](ptrdiff_t i, char m) { local[static_cast<size_t>(i - lo)] = m; });
+      // The lists that a chunk holds for the ordered walk are bounded; a
+      // repeat beyond that is left to the walk, which extends it again.
+      if (held + own_spare->missense_list.size() > MAX_HELD_ENTRIES)
+        continue;
+      own_spare->missense_list.shrink_to_fit();
+      held += own_spare->missense_list.size();
       chunk.outcome[b - chunk.begin] = ACCEPTED;
       chunk.accepted.push_back(own_spare);
-      cover_repeat(*own_spare, s, lo, hi, [&](ptrdiff_t i, char m) { local[static_cast<size_t>(i - lo)] = m; });
       own_spare = sat_alloc.get_new(s, s + u);
     }
     sat_alloc.push_back(own_spare);
+  }
+
+  // Extends the seed that sat holds, unless it is sure to fall short.
+  bool extend(Csat& sat)
+  {
+    return !CSearchController::seed_falls_short(s, s + n, sat.unit_begin, static_cast<uint32_t>(u), min_score,
+                                                c.search_id) &&
+           extend_seed(c, sat, s, s + n, min_score, min_length);
   }
 
   size_t first_N_from(size_t b) const

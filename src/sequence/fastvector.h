@@ -54,6 +54,14 @@ class fastvector {
     data_ = nullptr;
     length_ = capacity_ = 0;
   }
+  // Gives back the room beyond the elements.
+  void shrink_to_fit()
+  {
+    if (length_ == 0)
+      release();
+    else if (capacity_ > length_)
+      grow(length_);
+  }
   void swap(fastvector& o)
   {
     std::swap(data_, o.data_);
