@@ -6,7 +6,6 @@
 #include "settings/global-types-and-parameters.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <vector>
 
@@ -425,11 +424,13 @@ class Stretch {
 // whatever its phase, reads. WILD is always in.
 class OfUnit {
  public:
-  // seed_words: the codes of the words that start in the unit [ub, ub + u).
-  OfUnit(const uint16_t* seed_words, const char* ub, uint32_t u, unsigned k)
+  OfUnit() { bits[WILD >> 6] = uint64_t(1) << (WILD & 63); }
+
+  // Makes the set that of the unit [ub, ub + u); seed_words: the codes of
+  // the words that start in it.
+  void make(const uint16_t* seed_words, const char* ub, uint32_t u, unsigned k)
   {
-    std::memset(bits, 0, (WILD >> 6) * sizeof(uint64_t));
-    bits[WILD >> 6] = uint64_t(1) << (WILD & 63);
+    clear();
     // The words within the unit are those of the sequence. One that wraps
     // around the unit's end joins the head of the sequence's word at its
     // start to the head of the unit's first word, unless an N follows the
@@ -481,15 +482,27 @@ class OfUnit {
   }
 
  private:
-  void add(uint32_t code)
+  // Clears the words that the last set touched (WILD's stays set).
+  void clear()
   {
-    if (code >= WILD) // not a seed's unit: every word may be in phase
-      std::fill(std::begin(bits), std::end(bits), ~uint64_t(0));
-    else
-      bits[code >> 6] |= uint64_t(1) << (code & 63);
+    for (; touched; touched &= touched - 1)
+      bits[__builtin_ctz(touched)] = 0;
+    bits[WILD >> 6] = uint64_t(1) << (WILD & 63);
   }
 
-  uint64_t bits[(WILD >> 6) + 1];
+  void add(uint32_t code)
+  {
+    if (code >= WILD) { // not a seed's unit: every word may be in phase
+      std::fill(std::begin(bits), std::end(bits), ~uint64_t(0));
+      touched = (1u << (WILD >> 6)) - 1;
+    } else {
+      bits[code >> 6] |= uint64_t(1) << (code & 63);
+      touched |= 1u << (code >> 6);
+    }
+  }
+
+  uint64_t bits[(WILD >> 6) + 1] = {};
+  uint32_t touched = 0; // the words of bits that hold a unit word
 };
 
 } // namespace words
@@ -550,7 +563,8 @@ bool CSearchController::seed_falls_short(const char* first, const char* last, co
     return true;
   const unsigned k = static_cast<unsigned>(std::min<int32_t>(c, words::K_MAX));
   static thread_local words::Stretch stretch;
-  const words::OfUnit unit(stretch.cover(first, last, search, k, ub - first, ue - 1 - first), ub, u, k);
+  static thread_local words::OfUnit unit;
+  unit.make(stretch.cover(first, last, search, k, ub - first, ue - 1 - first), ub, u, k);
   return stays_below<1>(unit, stretch, forward, forward_room, c, k, first, last, search) &&
          stays_below<-1>(unit, stretch, backward, backward_room, c, k, first, last, search);
 }
