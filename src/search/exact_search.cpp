@@ -6,7 +6,6 @@
 #include "search/unit_walk.h"
 
 #include <algorithm>
-#include <cstring>
 
 // Extends a record to the right and then to the left as long as the residues
 // repeat its unit exactly. A run of up to global_Ns_allowed_in_a_row N's is
@@ -104,11 +103,7 @@ void CSearchController::find_exact_repeats(const std::function<bool(Csat*)>& tak
   for (size_t k = global_min_unit_length < 2 ? 2 : global_min_unit_length; k <= global_max_unit_length && k < n;
        ++k) {
     // The first N at or after the window start.
-    auto first_N_from = [s, n](size_t from) {
-      const void* p = std::memchr(s + from, 'N', n - from);
-      return p ? static_cast<size_t>(static_cast<const char*>(p) - s) : size_t(n);
-    };
-    size_t next_N = first_N_from(0);
+    size_t next_N = first_N_from(s, n, 0);
     // The window [w, w + k) extends over the agreeing positions through
     // w + k - 1 and w + k. Windows end one residue before the sequence end
     // at the latest: a repeat touching the last residue is found from an
@@ -118,7 +113,7 @@ void CSearchController::find_exact_repeats(const std::function<bool(Csat*)>& tak
       for (size_t w = x0 < k ? 0 : x0 - k; w <= last; ++w) {
         progress(w, static_cast<unsigned int>(k));
         if (next_N < w)
-          next_N = first_N_from(w);
+          next_N = first_N_from(s, n, w);
         if (!marks.window_is_free(w, w + k) || next_N < w + k)
           continue;
         const char* ws = s + w;

@@ -1,11 +1,10 @@
 #include "search/CSearchController.h"
 
+#include "search/unit_walk.h"
 #include "settings/global-types-and-parameters.h"
 
 #include <algorithm>
-#include <cstring>
 #include <atomic>
-#include <climits>
 #include <memory>
 #include <vector>
 
@@ -13,29 +12,25 @@ namespace {
 
 // Extends a seed record both ways, trims N's at its ends and tests it
 // against the thresholds of its unit length; an accepted record has its
-// missense list sorted. The outcome depends on the sequence, the seed and
-// the settings only, so any thread may compute it ahead of its turn.
+// missense list in sequence order. The outcome depends on the sequence, the
+// seed and the settings only, so any thread may compute it ahead of its turn.
 bool extend_seed(CSearchController& controller, Csat& sat, const char* first, const char* last, int32_t min_score,
                  int32_t min_length)
 {
-  const uint32_t before = sat.missense_list.size();
+  // Seeds come without a list.
   controller.extend_imperfect_forward(sat, last);
   const uint32_t forward = sat.missense_list.size();
   controller.extend_imperfect_backward(sat, first - 1);
   trim_Ns(sat);
   if (sat.score < min_score || static_cast<int32_t>(sat.normalized_length()) < min_length)
     return false;
+  // The forward edits come in increasing order of position, the backward
+  // ones in decreasing order, all before the seed; at one position the
+  // deletions come first going forward and last going backward. So the
+  // sorted list is the backward part reversed, then the forward part.
   missense_entry* list = sat.missense_list.begin();
-  if (before == 0) {
-    // The forward edits come in increasing order of position, the backward
-    // ones in decreasing order, all before the seed; at one position the
-    // deletions come first going forward and last going backward. So the
-    // sorted list is the backward part reversed, then the forward part.
-    std::reverse(list, sat.missense_list.end());
-    std::reverse(list + (sat.missense_list.size() - forward), sat.missense_list.end());
-  } else {
-    std::sort(list, sat.missense_list.end(), Csat::lessThan_missense());
-  }
+  std::reverse(list, sat.missense_list.end());
+  std::reverse(list + (sat.missense_list.size() - forward), sat.missense_list.end());
   return true;
 }
 
@@ -81,7 +76,6 @@ enum : uint8_t { UNTRIED, FAILED, ACCEPTED };
 // accepted records of one chunk walked ahead.
 constexpr size_t MAX_HELD_ENTRIES = 1 << 16;
 
-
 // A stretch of seeds of one pass that a worker walks ahead of the ordered
 // walk, with its own copy of the marks as they stood when it started: where
 // its copy is right, the ordered walk finds each seed's outcome ready.
@@ -108,7 +102,7 @@ class Pass {
     const size_t seeds = n - u; // the last residue never starts a seed
     const unsigned int threads = c.workers ? c.workers->size() : 1;
     const size_t size = std::clamp<size_t>(seeds / (8 * threads), 4096, 65536);
-    next_N = first_N_from(0);
+    next_N = first_N_from(s, n, 0);
     if (threads == 1 || seeds < 2 * size) {
       walk(0, seeds, nullptr);
     } else {
@@ -171,7 +165,7 @@ class Pass {
     for (size_t b = b0; b < b1; ++b) {
       c.progress(b, static_cast<unsigned int>(u));
       if (next_N < b)
-        next_N = first_N_from(b);
+        next_N = first_N_from(s, n, b);
       if (!seed_is_tried(s, b, u, next_N, [this](ptrdiff_t i) { return marks.mark(i); }))
         continue;
       const uint8_t outcome = chunk && b - b0 < chunk->outcome.size() ? chunk->outcome[b - b0] : uint8_t(UNTRIED);
@@ -217,10 +211,10 @@ class Pass {
     chunk.outcome.assign(chunk.end - chunk.begin, UNTRIED);
     Csat* own_spare = sat_alloc.get_new(s, s + u);
     size_t held = 0;
-    size_t N_at = first_N_from(chunk.begin);
+    size_t N_at = first_N_from(s, n, chunk.begin);
     for (size_t b = chunk.begin; b < chunk.end; ++b) {
       if (N_at < b)
-        N_at = first_N_from(b);
+        N_at = first_N_from(s, n, b);
       if (!seed_is_tried(s, b, u, N_at, mark))
         continue;
       own_spare->init(s + b, s + b + u);
@@ -250,12 +244,6 @@ class Pass {
            extend_seed(c, sat, s, s + n, min_score, min_length);
   }
 
-  size_t first_N_from(size_t b) const
-  {
-    const void* p = std::memchr(s + b, 'N', n - b);
-    return p ? static_cast<size_t>(static_cast<const char*>(p) - s) : n;
-  }
-
   CSearchController& c;
   const size_t u;
   CAnchorSeq& marks;
@@ -267,10 +255,6 @@ class Pass {
   Csat* spare = nullptr;
   size_t next_N = 0;
 };
-
-} // namespace
-
-namespace {
 
 // A seed of the exact-then-extend mode as the exact search found it.
 struct Seed {

@@ -1,7 +1,9 @@
 #ifndef UNIT_WALK_H
 #define UNIT_WALK_H
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 // Walking residues against the endless repetition of a unit, in either
 // direction: a cursor points at the next residue to compare (forward: the
@@ -14,6 +16,13 @@ inline const char* step_unit(const char* u, const char* ub, const char* ue)
   if (Dir > 0)
     return u + 1 == ue ? ub : u + 1;
   return (u == ub ? ue : u) - 1;
+}
+
+// The first N of s[0, n) at or after from, or n.
+inline size_t first_N_from(const char* s, size_t n, size_t from)
+{
+  const void* p = std::memchr(s + from, 'N', n - from);
+  return p ? static_cast<size_t>(static_cast<const char*>(p) - s) : n;
 }
 
 // Length of the run of N's starting at the cursor c, not passing bound.
