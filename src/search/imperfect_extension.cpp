@@ -420,47 +420,50 @@ class Stretch {
   std::vector<uint16_t> codes;
 };
 
-// The cyclic words of a unit: those that a run in phase with the unit,
-// whatever its phase, reads. WILD is always in.
-class OfUnit {
- public:
-  OfUnit() { bits[WILD >> 6] = uint64_t(1) << (WILD & 63); }
-
-  // Makes the set that of the unit [ub, ub + u); seed_words: the codes of
-  // the words that start in it.
-  void make(const uint16_t* seed_words, const char* ub, uint32_t u, unsigned k)
-  {
-    clear();
-    // The words within the unit are those of the sequence. One that wraps
-    // around the unit's end joins the head of the sequence's word at its
-    // start to the head of the unit's first word, unless an N follows the
-    // unit; then the words that wrap are made residue by residue.
-    uint32_t first_wrap = 0;
-    for (; first_wrap + k <= u; ++first_wrap)
-      add(seed_words[first_wrap]);
-    bool joined = u >= k && seed_words[0] != WILD;
-    for (uint32_t i = first_wrap; joined && i < u; ++i)
-      joined = seed_words[i] != WILD;
-    if (joined) {
-      for (uint32_t i = first_wrap; i < u; ++i) {
-        const unsigned tail = 2 * (u - i), head = 2 * k - tail;
-        add((seed_words[i] >> head) << head | seed_words[0] >> tail);
-      }
-      return;
+// The cyclic words of the unit [ub, ub + u), one per phase: the words that
+// a run in phase with the unit reads. seed_words: the codes of the words
+// of the sequence that start in the unit. Those that fit in the unit are
+// its own; one that wraps around joins the head of the sequence's word to
+// the head of the unit's first word, unless an N follows the unit: then the
+// words are made residue by residue. Seeds hold no N.
+inline void cyclic_words(const uint16_t* seed_words, const char* ub, uint32_t u, unsigned k, uint16_t* out)
+{
+  uint32_t i = 0;
+  for (; i + k <= u; ++i)
+    out[i] = seed_words[i];
+  bool joined = i > 0;
+  for (uint32_t j = i; joined && j < u; ++j)
+    joined = seed_words[j] != WILD;
+  if (joined) {
+    for (; i < u; ++i) {
+      const unsigned tail = 2 * (u - i), head = 2 * k - tail;
+      out[i] = static_cast<uint16_t>((seed_words[i] >> head) << head | seed_words[0] >> tail);
     }
-    const uint32_t mask = (1u << (2 * k)) - 1;
-    uint32_t code = 0;
-    const char* p = ub + first_wrap;
-    for (uint32_t i = first_wrap; i < u + k - 1; ++i) {
-      const uint32_t b = base(*p);
-      if (b > 3) {
-        add(WILD);
-        return;
-      }
-      code = (code << 2 | b) & mask;
-      if (i + 1 >= first_wrap + k)
-        add(code);
-      p = p + 1 == ub + u ? ub : p + 1;
+    return;
+  }
+  const uint32_t mask = (1u << (2 * k)) - 1;
+  uint32_t code = 0;
+  for (uint32_t r = 0, j = 0; r < u + k - 1; ++r, j = j + 1 == u ? 0 : j + 1) {
+    code = (code << 2 | base(ub[j])) & mask;
+    if (r + 1 >= k)
+      out[r + 1 - k] = static_cast<uint16_t>(code);
+  }
+}
+
+// A set of words that always holds WILD.
+class Set {
+ public:
+  Set() { bits[WILD >> 6] = uint64_t(1) << (WILD & 63); }
+
+  // Makes the set that of the u words.
+  void make(const uint16_t* words, uint32_t u)
+  {
+    for (; touched; touched &= touched - 1)
+      bits[__builtin_ctz(touched)] = 0;
+    bits[WILD >> 6] = uint64_t(1) << (WILD & 63);
+    for (uint32_t i = 0; i < u; ++i) {
+      bits[words[i] >> 6] |= uint64_t(1) << (words[i] & 63);
+      touched |= 1u << (words[i] >> 6);
     }
   }
 
@@ -482,54 +485,105 @@ class OfUnit {
   }
 
  private:
-  // Clears the words that the last set touched (WILD's stays set).
-  void clear()
-  {
-    for (; touched; touched &= touched - 1)
-      bits[__builtin_ctz(touched)] = 0;
-    bits[WILD >> 6] = uint64_t(1) << (WILD & 63);
-  }
+  uint64_t bits[(WILD >> 6) + 1] = {};
+  uint32_t touched = 0; // the words of bits that hold a word other than WILD
+};
 
-  void add(uint32_t code)
+// How often each word occurs around a seed [b, b + u): starting within
+// [b + u, b + u + length] after it, and ending within [b - 1 - length, b - 1]
+// before it. Kept up to date as the seeds of a pass advance.
+class Around {
+ public:
+  void move_to(Stretch& stretch, const char* first, const char* last, uint64_t id, unsigned k, uint32_t u,
+               ptrdiff_t length, ptrdiff_t b)
   {
-    if (code >= WILD) { // not a seed's unit: every word may be in phase
-      std::fill(std::begin(bits), std::end(bits), ~uint64_t(0));
-      touched = (1u << (WILD >> 6)) - 1;
-    } else {
-      bits[code >> 6] |= uint64_t(1) << (code & 63);
-      touched |= 1u << (code >> 6);
+    if (id != search || k != this->k || u != this->u || length != this->length || b < at || b - at > 4 * length) {
+      std::fill(std::begin(after), std::end(after), 0);
+      std::fill(std::begin(before), std::end(before), 0);
+      search = id;
+      this->k = k;
+      this->u = u;
+      this->length = length;
+      at = b;
+      const uint16_t* codes = stretch.cover(first, last, id, k, b - length - k, b + u + length);
+      for (ptrdiff_t i = 0; i <= length; ++i) {
+        ++before[codes[i]];
+        ++after[codes[i + length + k + u]];
+      }
+      return;
+    }
+    // Word starts relative to the codes: before, [at - length - k, at - k]
+    // leaves at 0 and enters at length + 1; after, [at + u, at + u + length]
+    // leaves at length + k + u and enters at 2 * length + k + u + 1.
+    const uint16_t* codes = stretch.cover(first, last, id, k, at - length - k, b + u + length);
+    for (ptrdiff_t i = 0; at < b; ++at, ++i) {
+      --before[codes[i]];
+      ++before[codes[i + length + 1]];
+      --after[codes[i + length + k + u]];
+      ++after[codes[i + 2 * length + k + u + 1]];
     }
   }
 
-  uint64_t bits[(WILD >> 6) + 1] = {};
-  uint32_t touched = 0; // the words of bits that hold a unit word
+  // The words of the unit, and WILD, counted after and before the seed.
+  void count(const uint16_t* words, uint32_t n, uint32_t& in_after, uint32_t& in_before) const
+  {
+    in_after = after[WILD];
+    in_before = before[WILD];
+    for (uint32_t i = 0; i < n; ++i) {
+      in_after += after[words[i]];
+      in_before += before[words[i]];
+    }
+  }
+
+ private:
+  uint64_t search = 0;
+  unsigned k = 0;
+  uint32_t u = 0;
+  ptrdiff_t length = 0, at = 0;
+  uint32_t after[WILD + 1], before[WILD + 1];
 };
 
 } // namespace words
 
-// Whether an extension that stopped at the differing residue m with
-// headroom h (its score above the prune floor) is sure never to score above
-// its score there. Each edit costs at least c > 0 and needs a headroom above
-// c, so it can only gain, or go on beyond h - c edits, through a run of at
-// least c residues in phase with the unit. A run that starts where no such
-// word of k <= c residues starts holds at most c - 1 of them and costs at
-// least c residues with its edit, so the runs after at most h - c edits all
-// start within (h - c - 1) * c + 1 residues from m, in the direction Dir.
-// Backward, a run that starts at x reads the word that ends at x.
+// An upper bound on what an extension that stopped at the differing residue
+// m with headroom h (its score above the prune floor) can gain over its
+// score there; counting stops once the bound reaches enough. Each edit costs
+// at least c > 0 and needs a headroom above c. Between edits the path reads
+// runs of residues in phase with the unit: a run shorter than c loses at
+// least 1 with its edit and spans at most c residues with it; a longer run
+// gains at most its words of k <= c residues less one, all of them words of
+// the unit. So a path that has met H such words has made at most h - c + H
+// edits, and its next run starts within c * (h - c + H - 1) + 1 + k * H
+// residues from m, in the direction Dir. The words met up to there bound the
+// gain: H - 1, and none without a word. Backward, a run that starts at x
+// reads the word that ends at x.
 template <int Dir>
-bool stays_below(const words::OfUnit& unit, words::Stretch& stretch, const char* m, int64_t h, int32_t c,
-                 unsigned k, const char* first, const char* last, uint64_t search)
+int64_t gain_bound(const words::Set& unit, words::Stretch& stretch, const char* m, int64_t h, int32_t c,
+                   unsigned k, const char* first, const char* last, uint64_t search, int64_t enough)
 {
-  const int64_t edits = h - c;
-  if (edits <= 0)
-    return true;
-  const ptrdiff_t reach = static_cast<ptrdiff_t>((edits - 1) * c + 1);
+  if (h <= c || enough <= 0)
+    return 0;
+  auto reach = [&](int64_t H) { return c * (h - c + H - 1) + 1 + static_cast<int64_t>(k) * H; };
+  // Most stretches hold no word of the unit at all.
   const ptrdiff_t at = m - first;
-  const ptrdiff_t from = Dir > 0 ? at : at - reach - (k - 1);
-  const uint16_t* codes = stretch.cover(first, last, search, k, from, from + reach);
-  return !unit.has_any(codes, static_cast<size_t>(reach) + 1);
+  auto codes_from = [&](ptrdiff_t y, ptrdiff_t count) {
+    const ptrdiff_t from = Dir > 0 ? at + y : at - y - count - (k - 1);
+    return stretch.cover(first, last, search, k, from, from + count);
+  };
+  const ptrdiff_t plain = static_cast<ptrdiff_t>(reach(0));
+  if (!unit.has_any(codes_from(0, plain), static_cast<size_t>(plain) + 1))
+    return 0;
+  int64_t H = 0;
+  for (ptrdiff_t y = 0, end = plain; y <= end; end = static_cast<ptrdiff_t>(reach(H))) {
+    // Backward, the codes come in the reverse order of y.
+    const ptrdiff_t y0 = y;
+    const uint16_t* codes = codes_from(y0, end - y0);
+    for (; y <= end; ++y)
+      if (unit.has(codes[Dir > 0 ? y - y0 : end - y]) && ++H > enough)
+        return H - 1;
+  }
+  return H > 0 ? H - 1 : 0;
 }
-
 } // namespace
 
 bool CSearchController::seed_falls_short(const char* first, const char* last, const char* b, uint32_t u,
@@ -563,10 +617,37 @@ bool CSearchController::seed_falls_short(const char* first, const char* last, co
     return true;
   const unsigned k = static_cast<unsigned>(std::min<int32_t>(c, words::K_MAX));
   static thread_local words::Stretch stretch;
-  static thread_local words::OfUnit unit;
-  unit.make(stretch.cover(first, last, search, k, ub - first, ue - 1 - first), ub, u, k);
-  return stays_below<1>(unit, stretch, forward, forward_room, c, k, first, last, search) &&
-         stays_below<-1>(unit, stretch, backward, backward_room, c, k, first, last, search);
+  // The backward extension starts from the forward one's best score.
+  const int64_t needed = static_cast<int64_t>(min_score) - score;
+  auto reach = [&](int64_t h, int64_t H) { return c * (h - c + H - 1) + 1 + static_cast<int64_t>(k) * H; };
+  // First a bound from the words counted in fixed stretches around the
+  // seed, which hold the whole reach of each way for most seeds.
+  const ptrdiff_t length = static_cast<ptrdiff_t>(reach(u + g.prefer_longer + 4, 2) + 2);
+  static thread_local words::Around around;
+  around.move_to(stretch, first, last, search, k, u, length, b - first);
+  static thread_local std::vector<uint16_t> unit_words;
+  unit_words.resize(u);
+  words::cyclic_words(stretch.cover(first, last, search, k, b - first, b - first + u - 1), ub, u, k, unit_words.data());
+  {
+    uint32_t after = 0, before = 0;
+    around.count(unit_words.data(), u, after, before);
+    const int64_t forward_gain = forward_room > c ? std::max<int64_t>(after, 1) - 1 : 0;
+    const int64_t backward_top = backward_stopped ? backward_room + forward_gain : 0;
+    const int64_t backward_gain = backward_top > c ? std::max<int64_t>(before, 1) - 1 : 0;
+    const bool held = (forward_room <= c || (forward - ue) + reach(forward_room, after) <= length) &&
+                      (backward_top <= c || (b - 1 - backward) + reach(backward_top, before) <= length);
+    if (held)
+      return forward_gain + backward_gain < needed;
+  }
+  static thread_local words::Set unit;
+  unit.make(unit_words.data(), u);
+  const int64_t forward_gain = gain_bound<1>(unit, stretch, forward, forward_room, c, k, first, last, search, needed);
+  if (forward_gain >= needed)
+    return false;
+  const int64_t backward_gain =
+      gain_bound<-1>(unit, stretch, backward, backward_room + (backward_stopped ? forward_gain : 0), c, k, first,
+                     last, search, needed - forward_gain);
+  return forward_gain + backward_gain < needed;
 }
 
 void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound) { extend<1>(sat, bound, search_id); }
