@@ -7,6 +7,7 @@
 
 #include "main/console.h"
 #include "search/CSearchController.h"
+#include "search/seed_filter.h"
 #include "settings/global-types-and-parameters.h"
 
 #include <gtest/gtest.h>
@@ -126,11 +127,13 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
     CSearchController c(1, seq);
     size_t seeds = 0, turned_away = 0;
     for (uint32_t u = 1; u <= 10; ++u) {
-      for (size_t b = 0; b + u < text.size(); ++b) {
-        if (text.find('N', b) < b + u)
-          continue;
-        for (int32_t min_score : {6, 10, 14}) {
-          if (!CSearchController::seed_falls_short(s, end, s + b, u, min_score, c.search_id))
+      for (int32_t min_score : {6, 10, 14}) {
+        SeedFilter filter(s, end, u, min_score);
+        for (size_t b = 0; b + u < text.size(); ++b) {
+          if (text.find('N', b) < b + u)
+            continue;
+          seeds += min_score == 6 && b < 300;
+          if (!filter.falls_short(s + b))
             continue;
           Csat sat;
           sat.init(s + b, s + b + u);
@@ -139,7 +142,6 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
           ASSERT_LT(sat.score, min_score) << "unit " << u << " seed " << b << " mismatch " << sc.mismatch;
           turned_away += min_score == 6 && b < 300;
         }
-        seeds += b < 300;
       }
     }
     // In the random flank, with edits of 5.

@@ -28,10 +28,6 @@ class CSearchController {
   void unit_len_1_complete_imperfect_search(CAnchorSeq& marks, std::list<Csat*>& result);
   void one_unit_len_complete_imperfect_search(unsigned int u, CAnchorSeq& marks, std::list<Csat*>& result);
 
-  // Whether the seed [b, b + u) within [first, last) is sure to extend to a
-  // score below min_score: then its extension need not run.
-  static bool seed_falls_short(const char* first, const char* last, const char* b, uint32_t u, int32_t min_score,
-                               uint64_t search);
   void extend_imperfect_forward(Csat& sat, const char* bound);
   void extend_imperfect_backward(Csat& sat, const char* bound);
   int32_t extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos, const char* unit_begin,

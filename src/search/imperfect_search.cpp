@@ -1,5 +1,6 @@
 #include "search/CSearchController.h"
 
+#include "search/seed_filter.h"
 #include "search/unit_walk.h"
 #include "settings/global-types-and-parameters.h"
 
@@ -84,6 +85,8 @@ struct Chunk {
   std::vector<uint8_t> outcome;  // per seed
   std::vector<Csat*> accepted;   // records of the accepted seeds, in seed order
   std::atomic<int> state{0};     // 0 free, 1 claimed, 2 outcomes ready
+  uint64_t copied_after = 0;     // the number of changes to the marks its copy holds
+  bool complete = false;         // every seed tried, every accepted record held
 };
 
 // One pass over the seeds of one unit length.
@@ -91,7 +94,8 @@ class Pass {
  public:
   Pass(CSearchController& c, size_t u, CAnchorSeq& marks, std::list<Csat*>& result)
       : c(c), u(u), marks(marks), result(result), s(c.seq.residues.data()), n(c.seq.residues.size()),
-        min_score(CSearchController::minScores[u]), min_length(CSearchController::minLengths[u])
+        min_score(CSearchController::minScores[u]), min_length(CSearchController::minLengths[u]),
+        filter(s, s + n, static_cast<uint32_t>(u), min_score)
   {
   }
 
@@ -145,7 +149,10 @@ class Pass {
         walk(chunk.begin, chunk.end, nullptr); // its turn came before a worker's
       } else {
         c.workers->help_until([&] { return chunk.state == 2; });
-        walk(chunk.begin, chunk.end, &chunk);
+        if (chunk.complete && copy_holds(chunk))
+          take_all(chunk);
+        else
+          walk(chunk.begin, chunk.end, &chunk);
         for (Csat* unused : chunk.accepted)
           if (unused)
             sat_alloc.push_back(unused);
@@ -183,17 +190,52 @@ class Pass {
         sat = spare ? spare : sat_alloc.get_new(s + b, s + b + u);
         sat->init(s + b, s + b + u);
         spare = sat;
-        if (!extend(*sat))
+        if (!extend(*sat, filter))
           continue;
         spare = nullptr;
       }
-      {
-        std::lock_guard<std::mutex> hold(marks_lock);
-        cover_repeat(*sat, s, 0, static_cast<ptrdiff_t>(n), [this](ptrdiff_t i, char m) { marks.marks[i] = m; });
-      }
-      sat->drop_long_missense_list();
-      result.push_back(sat);
+      commit(sat, b1);
     }
+  }
+
+  // Covers an accepted repeat, found by the walk of seeds up to b1, in the
+  // marks and adds it to the result. Changes that reach beyond b1 are noted
+  // for the chunks there.
+  void commit(Csat* sat, size_t b1)
+  {
+    {
+      std::lock_guard<std::mutex> hold(marks_lock);
+      cover_repeat(*sat, s, 0, static_cast<ptrdiff_t>(n), [this](ptrdiff_t i, char m) { marks.marks[i] = m; });
+      ++changes;
+    }
+    const size_t last = static_cast<size_t>(sat->sat_end - s) - 1;
+    if (last + 1 >= b1)
+      reaching.push_back({changes, last});
+    sat->drop_long_missense_list();
+    result.push_back(sat);
+  }
+
+  // Whether the marks of a chunk's seeds are still those of its copy, with
+  // its own repeats covered: no later change of the walk reached them.
+  bool copy_holds(const Chunk& chunk)
+  {
+    reaching.erase(std::remove_if(reaching.begin(), reaching.end(),
+                                  [&](const auto& change) { return change.second + 1 < chunk.begin; }),
+                   reaching.end());
+    return std::none_of(reaching.begin(), reaching.end(),
+                        [&](const auto& change) { return change.first > chunk.copied_after; });
+  }
+
+  // The ordered walk over a chunk whose outcomes all hold: its repeats are
+  // those the worker accepted.
+  void take_all(Chunk& chunk)
+  {
+    for (Csat*& sat : chunk.accepted) {
+      commit(sat, chunk.end);
+      sat = nullptr;
+    }
+    for (size_t b = (chunk.begin + 255) & ~size_t(255); b < chunk.end; b += 256)
+      c.progress(b, static_cast<unsigned int>(u));
   }
 
   // A worker's walk over a chunk, ahead of the ordered walk: the same seed
@@ -206,27 +248,32 @@ class Pass {
     {
       std::lock_guard<std::mutex> hold(marks_lock);
       std::copy(marks.marks + lo, marks.marks + hi, local.begin());
+      chunk.copied_after = changes;
     }
     auto mark = [&](ptrdiff_t i) { return local[static_cast<size_t>(i - lo)]; };
     chunk.outcome.assign(chunk.end - chunk.begin, UNTRIED);
     Csat* own_spare = sat_alloc.get_new(s, s + u);
     size_t held = 0;
+    bool all_held = true;
     size_t N_at = first_N_from(s, n, chunk.begin);
+    SeedFilter own_filter(s, s + n, static_cast<uint32_t>(u), min_score);
     for (size_t b = chunk.begin; b < chunk.end; ++b) {
       if (N_at < b)
         N_at = first_N_from(s, n, b);
       if (!seed_is_tried(s, b, u, N_at, mark))
         continue;
       own_spare->init(s + b, s + b + u);
-      if (!extend(*own_spare)) {
+      if (!extend(*own_spare, own_filter)) {
         chunk.outcome[b - chunk.begin] = FAILED;
         continue;
       }
       cover_repeat(*own_spare, s, lo, hi, [&](ptrdiff_t i, char m) { local[static_cast<size_t>(i - lo)] = m; });
       // The lists that a chunk holds for the ordered walk are bounded; a
       // repeat beyond that is left to the walk, which extends it again.
-      if (held + own_spare->missense_list.size() > MAX_HELD_ENTRIES)
+      if (held + own_spare->missense_list.size() > MAX_HELD_ENTRIES) {
+        all_held = false;
         continue;
+      }
       own_spare->missense_list.shrink_to_fit();
       held += own_spare->missense_list.size();
       chunk.outcome[b - chunk.begin] = ACCEPTED;
@@ -234,24 +281,26 @@ class Pass {
       own_spare = sat_alloc.get_new(s, s + u);
     }
     sat_alloc.push_back(own_spare);
+    chunk.complete = all_held;
   }
 
   // Extends the seed that sat holds, unless it is sure to fall short.
-  bool extend(Csat& sat)
+  bool extend(Csat& sat, SeedFilter& seeds)
   {
-    return !CSearchController::seed_falls_short(s, s + n, sat.unit_begin, static_cast<uint32_t>(u), min_score,
-                                                c.search_id) &&
-           extend_seed(c, sat, s, s + n, min_score, min_length);
+    return !seeds.falls_short(sat.unit_begin) && extend_seed(c, sat, s, s + n, min_score, min_length);
   }
 
   CSearchController& c;
   const size_t u;
   CAnchorSeq& marks;
   std::mutex marks_lock; // held while the ordered walk changes marks, or a worker copies them
+  uint64_t changes = 0;  // made to the marks by the ordered walk
+  std::vector<std::pair<uint64_t, size_t>> reaching; // (change, last residue) beyond the seeds walked
   std::list<Csat*>& result;
   const char* s;
   const size_t n;
   const int32_t min_score, min_length;
+  SeedFilter filter; // for the ordered walk
   Csat* spare = nullptr;
   size_t next_N = 0;
 };

@@ -1,0 +1,71 @@
+#ifndef SEED_FILTER_H
+#define SEED_FILTER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+// Tells, before a seed of the complete imperfect search is extended, that
+// its extension is sure to score below the threshold, so that it need not
+// run. Most seeds of a genome are turned away here: an extension can only
+// gain through runs in phase with the seed's unit, and those read the
+// unit's words, which are rare around most seeds.
+//
+// One filter serves the seeds of one unit length over one record, on one
+// thread; it is quickest when the seeds come in increasing order.
+class SeedFilter {
+ public:
+  SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score);
+
+  // Whether the seed [b, b + u), which holds no N, is sure to extend to a
+  // score below the threshold.
+  bool falls_short(const char* b);
+
+ private:
+  // Words of k <= 5 residues are codes of 2 bits per residue (A, C, G, T).
+  // WILD stands for a word with an N or one that runs off the record: such
+  // a word is taken as one that may be in phase with any unit.
+  static constexpr unsigned K_MAX = 5;
+  static constexpr uint32_t WILD = 1u << (2 * K_MAX);
+
+  // The codes of the words starting at positions [from, to] of the record.
+  const uint16_t* codes(ptrdiff_t from, ptrdiff_t to)
+  {
+    if (from < lo || to >= hi)
+      make_codes(from, to);
+    return stretch.data() + (from - lo);
+  }
+  void make_codes(ptrdiff_t from, ptrdiff_t to);
+  void move_to(ptrdiff_t b);
+  void make_unit_set(const char* ub);
+  bool in_unit(uint32_t code) const { return unit_set[code >> 6] >> (code & 63) & 1; }
+  template <int Dir>
+  int64_t gain_bound(const char* m, int64_t h, int64_t enough);
+
+  const char* first;
+  const char* last;
+  const uint32_t u;
+  const int32_t min_score;
+  int32_t c;          // the cheapest edit's cost
+  unsigned k;         // the word length: c, at most K_MAX
+  int64_t floor;      // the prune floor, -u - P
+  uint32_t allowed_Ns;
+  bool pass_Ns;
+  ptrdiff_t length;   // of the stretches counted around the seed
+
+  // The codes of the words starting at [lo, hi), made again when a seed
+  // reaches beyond them.
+  ptrdiff_t lo = 0, hi = 0;
+  std::vector<uint16_t> stretch;
+  // The seed the counts are for, and how often each word starts within
+  // [at + u, at + u + length] after it and ends within [at - 1 - length,
+  // at - 1] before it.
+  ptrdiff_t at = -1;
+  std::vector<uint32_t> after, before;
+  // The set of the cyclic words of the seed's unit, with WILD; touched:
+  // the words of the set that hold one.
+  uint64_t unit_set[(WILD >> 6) + 1] = {};
+  uint32_t touched = 0;
+};
+
+#endif
