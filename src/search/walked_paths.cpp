@@ -36,40 +36,49 @@ bool WalkedPaths::family_of(const char* ub, uint32_t length, Family& family)
   return true;
 }
 
-void WalkedPaths::put(uint32_t path, uint32_t family, const Point& p, bool in_front)
+void WalkedPaths::put_in_front(uint32_t path, const Point& p)
 {
   Path& h = paths[path];
-  size_t i;
-  if (in_front) {
-    i = --h.first;
-    h.points.push_front(p);
-  } else {
-    i = h.first + h.points.size();
-    h.points.push_back(p);
-  }
-  index_of.emplace(Key{p.at, family, p.phase}, (static_cast<uint64_t>(path) << 32) | i);
+  const size_t i = --h.first;
+  h.points.push_back(p);
   ++recorded;
   const size_t b = i / BLOCK;
-  if (h.points.size() == 1) {
+  if (h.points.size() == 1 || b < h.first_block) {
     h.first_block = b;
     h.blocks.push_back({p.score, p.score, static_cast<uint32_t>(i), static_cast<uint32_t>(i)});
     return;
   }
-  if (b < h.first_block) {
-    h.first_block = b;
-    h.blocks.push_front({p.score, p.score, static_cast<uint32_t>(i), static_cast<uint32_t>(i)});
-    return;
-  }
-  if (b >= h.first_block + h.blocks.size()) {
-    h.blocks.push_back({p.score, p.score, static_cast<uint32_t>(i), static_cast<uint32_t>(i)});
-    return;
-  }
-  Block& k = h.blocks[b - h.first_block];
+  Block& k = h.blocks.back();
   k.low = std::min(k.low, p.score);
   if (p.score > k.high)
     k = {k.low, p.score, static_cast<uint32_t>(i), static_cast<uint32_t>(i)};
   else if (p.score == k.high)
-    (in_front ? k.first_high : k.last_high) = static_cast<uint32_t>(i);
+    k.first_high = static_cast<uint32_t>(i);
+}
+
+void WalkedPaths::make_findable(uint32_t family, uint32_t path, size_t i)
+{
+  if ((used + 1) * 4 > slots.size() * 3) {
+    std::vector<Slot> old(std::max<size_t>(1024, 2 * slots.size()));
+    old.swap(slots);
+    for (const Slot& s : old)
+      if (s.path != NONE) {
+        size_t j = slot_of(s.at, s.family, s.phase);
+        while (slots[j].path != NONE)
+          j = (j + 1) & (slots.size() - 1);
+        slots[j] = s;
+      }
+  }
+  const Point& p = at(path, i);
+  if (!anchor)
+    anchor = p.at;
+  const int32_t offset = static_cast<int32_t>(p.at - anchor);
+  size_t j = slot_of(offset, family, p.phase);
+  for (; slots[j].path != NONE; j = (j + 1) & (slots.size() - 1))
+    if (slots[j].at == offset && slots[j].family == family && slots[j].phase == p.phase)
+      return;
+  slots[j] = Slot{offset, family, p.phase, path, static_cast<uint32_t>(i)};
+  ++used;
 }
 
 void WalkedPaths::settle_fresh(uint32_t family, uint32_t path, uint32_t index, const Point& walk)
@@ -80,7 +89,7 @@ void WalkedPaths::settle_fresh(uint32_t family, uint32_t path, uint32_t index, c
     if (path != NONE && index == paths[path].first) {
       // In front of the path, with score and counts shifted to the path's
       // walk: where the two walks meet they differ by a constant.
-      const Point& meet = at(path, index);
+      const Point meet = at(path, index); // a copy: the path grows below
       for (size_t k = fresh.size(); k-- > 0;) {
         Point p = fresh[k];
         p.score += meet.score - walk.score;
@@ -88,13 +97,18 @@ void WalkedPaths::settle_fresh(uint32_t family, uint32_t path, uint32_t index, c
         p.insertions += meet.insertions - walk.insertions;
         p.deletions += meet.deletions - walk.deletions;
         p.Ns += meet.Ns - walk.Ns;
-        put(path, family, p, true);
+        put_in_front(path, p);
+        make_findable(family, path, paths[path].first);
       }
     } else {
       paths.emplace_back();
       const uint32_t made = static_cast<uint32_t>(paths.size() - 1);
-      for (const Point& p : fresh)
-        put(made, family, p, false);
+      for (size_t k = fresh.size(); k-- > 0;)
+        put_in_front(made, fresh[k]);
+      // A walk may stand at one residue and phase twice; the look-up finds
+      // its first time there.
+      for (size_t k = 0; k < fresh.size(); ++k)
+        make_findable(family, made, paths[made].first + k);
       paths[made].next = {path, index};
     }
   }
@@ -149,5 +163,7 @@ void WalkedPaths::reset_for(uint64_t new_search)
   families.clear();
   std::vector<Path>().swap(paths);
   fresh.clear();
-  std::unordered_map<Key, uint64_t, KeyHash>().swap(index_of);
+  std::vector<Slot>().swap(slots);
+  used = 0;
+  anchor = nullptr;
 }

@@ -2,7 +2,6 @@
 #define WALKED_PATHS_H
 
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <utility>
 #include <unordered_map>
@@ -43,12 +42,19 @@ class WalkedPaths {
   // The recorded point of the family at this residue and phase, if any.
   bool find(uint32_t family, const char* at, uint32_t phase, uint32_t& path, uint32_t& index) const
   {
-    auto it = index_of.find(Key{at, family, phase});
-    if (it == index_of.end())
+    if (slots.empty())
       return false;
-    path = static_cast<uint32_t>(it->second >> 32);
-    index = static_cast<uint32_t>(it->second);
-    return true;
+    const int32_t offset = static_cast<int32_t>(at - anchor);
+    for (size_t i = slot_of(offset, family, phase);; i = (i + 1) & (slots.size() - 1)) {
+      const Slot& s = slots[i];
+      if (s.path == NONE)
+        return false;
+      if (s.at == offset && s.family == family && s.phase == phase) {
+        path = s.path;
+        index = s.index;
+        return true;
+      }
+    }
   }
 
   // Points are recorded per walk, as a walk makes them, and kept in
@@ -62,7 +68,11 @@ class WalkedPaths {
   // NONE, left the high zone or ended): its fresh points are kept, and
   // linked to that point.
   void settle_fresh(uint32_t family, uint32_t path, uint32_t index, const Point& walk);
-  const Point& at(uint32_t path, size_t i) const { return paths[path].points[i - paths[path].first]; }
+  const Point& at(uint32_t path, size_t i) const
+  {
+    const Path& h = paths[path];
+    return h.points[h.points.size() - 1 - (i - h.first)];
+  }
   size_t begin_of(uint32_t path) const { return paths[path].first; }
   size_t end_of(uint32_t path) const { return paths[path].first + paths[path].points.size(); }
   // The first point from `from` on whose score is at most `limit`, or
@@ -81,18 +91,21 @@ class WalkedPaths {
   static constexpr uint32_t NONE = UINT32_MAX;
 
  private:
-  struct Key {
-    const char* at;
+  // The points by residue, family and phase, in a table of open
+  // addressing that is at most three quarters full. A residue is kept as
+  // its offset from the first one recorded, which fits in 32 bits within a
+  // record.
+  struct Slot {
+    int32_t at;
     uint32_t family, phase;
-    bool operator==(const Key& o) const { return at == o.at && family == o.family && phase == o.phase; }
+    uint32_t path = NONE, index; // path NONE: an empty slot
   };
-  struct KeyHash {
-    size_t operator()(const Key& k) const
-    {
-      return std::hash<const void*>()(k.at) ^ (static_cast<size_t>(k.family) * 0x9e3779b97f4a7c15ULL) ^
-             (static_cast<size_t>(k.phase) << 40);
-    }
-  };
+  size_t slot_of(int32_t offset, uint32_t family, uint32_t phase) const
+  {
+    uint64_t h = static_cast<uint32_t>(offset) * 0x9e3779b97f4a7c15ULL + family * 0xc2b2ae3d27d4eb4fULL + phase;
+    h ^= h >> 29;
+    return static_cast<size_t>(h) & (slots.size() - 1);
+  }
 
   uint64_t search = 0;
   size_t recorded = 0;
@@ -106,18 +119,29 @@ class WalkedPaths {
   static constexpr size_t BLOCK = 64;
   // Indices start here and go down as points are put in front.
   static constexpr size_t ORIGIN = size_t(1) << 30;
+  // A path grows at its front only, so its points and blocks are kept
+  // last first.
   struct Path {
-    std::deque<Point> points;
-    std::deque<Block> blocks; // block b covers indices from b * BLOCK
+    std::vector<Point> points;
+    std::vector<Block> blocks; // block b covers indices from b * BLOCK
     size_t first = ORIGIN, first_block = ORIGIN / BLOCK;
     std::pair<uint32_t, uint32_t> next{NONE, 0};
   };
-  void put(uint32_t path, uint32_t family, const Point& p, bool in_front);
-  const Block& block(uint32_t path, size_t i) const { return paths[path].blocks[i / BLOCK - paths[path].first_block]; }
+  void put_in_front(uint32_t path, const Point& p);
+  // Makes point i of the path found by its residue and phase, unless an
+  // earlier point is found there.
+  void make_findable(uint32_t family, uint32_t path, size_t i);
+  const Block& block(uint32_t path, size_t i) const
+  {
+    const Path& h = paths[path];
+    return h.blocks[h.blocks.size() - 1 - (i / BLOCK - h.first_block)];
+  }
 
   std::vector<Point> fresh;
   std::vector<Path> paths;
-  std::unordered_map<Key, uint64_t, KeyHash> index_of;
+  std::vector<Slot> slots;
+  size_t used = 0;
+  const char* anchor = nullptr;
 };
 
 #endif
