@@ -101,7 +101,8 @@ TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
 }
 
 // A seed that the filter turns away must extend to a score below the
-// threshold, under several scorings, with N's, near the record's ends; and
+// threshold, under several scorings and thresholds, with N's, near the
+// record's ends; and
 // with the default scores the filter must turn away most seeds of random
 // sequence.
 TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
@@ -118,7 +119,11 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
     global_prefer_longer_repeat = sc.prefer_longer;
     global_maximum_scorereduction = sc.reduction;
     CSequence_Mol seq;
-    std::string text = array(true, 600) + array(false, 300);
+    // First, after random residues, a seed ACGT that reads CGT exactly
+    // before it and then, past one mismatch, GTACGT: it reaches 4 only
+    // through what it gains backward.
+    std::string text = array(false, 0).substr(0, 60) + "TATTTAGTACGTTCGTACGTGTTATTT" + array(true, 600) +
+                       array(false, 300);
     for (size_t i = 100; i < text.size(); i += 97)
       text.replace(i, i % 3 + 1, i % 3 + 1, 'N');
     seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
@@ -127,7 +132,7 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
     CSearchController c(1, seq);
     size_t seeds = 0, turned_away = 0;
     for (uint32_t u = 1; u <= 10; ++u) {
-      for (int32_t min_score : {6, 10, 14}) {
+      for (int32_t min_score : {4, 5, 6, 10, 14}) {
         SeedFilter filter(s, end, u, min_score);
         for (size_t b = 0; b + u < text.size(); ++b) {
           if (text.find('N', b) < b + u)
