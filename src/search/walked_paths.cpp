@@ -62,22 +62,17 @@ void WalkedPaths::make_findable(uint32_t family, uint32_t path, size_t i)
     std::vector<Slot> old(std::max<size_t>(1024, 2 * slots.size()));
     old.swap(slots);
     for (const Slot& s : old)
-      if (s.path != NONE) {
-        size_t j = slot_of(s.at, s.family, s.phase);
-        while (slots[j].path != NONE)
-          j = (j + 1) & (slots.size() - 1);
-        slots[j] = s;
-      }
+      if (s.path != NONE)
+        slots[probe(s.at, s.family, s.phase)] = s;
   }
   const Point& p = at(path, i);
   if (!anchor)
     anchor = p.at;
   const int32_t offset = static_cast<int32_t>(p.at - anchor);
-  size_t j = slot_of(offset, family, p.phase);
-  for (; slots[j].path != NONE; j = (j + 1) & (slots.size() - 1))
-    if (slots[j].at == offset && slots[j].family == family && slots[j].phase == p.phase)
-      return;
-  slots[j] = Slot{offset, family, p.phase, path, static_cast<uint32_t>(i)};
+  Slot& s = slots[probe(offset, family, p.phase)];
+  if (s.path != NONE)
+    return;
+  s = Slot{offset, family, p.phase, path, static_cast<uint32_t>(i)};
   ++used;
 }
 

@@ -44,17 +44,12 @@ class WalkedPaths {
   {
     if (slots.empty())
       return false;
-    const int32_t offset = static_cast<int32_t>(at - anchor);
-    for (size_t i = slot_of(offset, family, phase);; i = (i + 1) & (slots.size() - 1)) {
-      const Slot& s = slots[i];
-      if (s.path == NONE)
-        return false;
-      if (s.at == offset && s.family == family && s.phase == phase) {
-        path = s.path;
-        index = s.index;
-        return true;
-      }
-    }
+    const Slot& s = slots[probe(static_cast<int32_t>(at - anchor), family, phase)];
+    if (s.path == NONE)
+      return false;
+    path = s.path;
+    index = s.index;
+    return true;
   }
 
   // Points are recorded per walk, as a walk makes them, and kept in
@@ -100,11 +95,15 @@ class WalkedPaths {
     uint32_t family, phase;
     uint32_t path = NONE, index; // path NONE: an empty slot
   };
-  size_t slot_of(int32_t offset, uint32_t family, uint32_t phase) const
+  // The slot that holds the key, or the empty one where it would go.
+  size_t probe(int32_t offset, uint32_t family, uint32_t phase) const
   {
     uint64_t h = static_cast<uint32_t>(offset) * 0x9e3779b97f4a7c15ULL + family * 0xc2b2ae3d27d4eb4fULL + phase;
     h ^= h >> 29;
-    return static_cast<size_t>(h) & (slots.size() - 1);
+    size_t i = static_cast<size_t>(h) & (slots.size() - 1);
+    while (slots[i].path != NONE && !(slots[i].at == offset && slots[i].family == family && slots[i].phase == phase))
+      i = (i + 1) & (slots.size() - 1);
+    return i;
   }
 
   uint64_t search = 0;
