@@ -134,17 +134,18 @@ class BestState {
   uint32_t entries;
 };
 
-// The walked paths of this thread for one search and direction.
-WalkedPaths& walked_paths(int dir, uint64_t search)
+// The walked paths of this thread for one search (of the record that
+// begins at origin) and direction.
+WalkedPaths& walked_paths(int dir, uint64_t search, const char* origin)
 {
   static thread_local WalkedPaths paths[2];
   WalkedPaths& w = paths[dir > 0];
-  w.reset_for(search);
+  w.reset_for(search, origin);
   return w;
 }
 
 template <int Dir>
-void extend(Csat& sat, const char* bound, uint64_t search)
+void extend(Csat& sat, const char* bound, uint64_t search, const char* origin)
 {
   const Scoring g;
   const int32_t unit_length = static_cast<int32_t>(sat.unit_length());
@@ -170,7 +171,7 @@ void extend(Csat& sat, const char* bound, uint64_t search)
   // floor, that is the score reduction unlimited. Above high_zone no option
   // of the extension or the look-ahead can reach the floor: a path of
   // max_depth edits loses at most max_depth times the dearest edit.
-  WalkedPaths* walked = g.reduction_limited ? nullptr : &walked_paths(Dir, search);
+  WalkedPaths* walked = g.reduction_limited ? nullptr : &walked_paths(Dir, search, origin);
   const int64_t high_zone = floor + static_cast<int64_t>(g.max_depth) * std::max(-g.mismatch, -g.indel);
   WalkedPaths::Family family{0, 0};
   int family_known = 0; // 0 not yet looked up, 1 known, -1 not worth it
@@ -191,11 +192,14 @@ void extend(Csat& sat, const char* bound, uint64_t search)
   // A record whose list is dropped (made again from its seed when needed)
   // is extended without listing its edits: only the counts are kept.
   const bool listing = !sat.missense_dropped;
-  // Commits an edit at the differing residue c.
+  // Lists an edit at the differing residue c, and commits one.
+  auto list = [&sat](const char* c, char kind) {
+    sat.missense_list.push_back({kind == 'D' && Dir < 0 ? c + 1 : c, kind});
+  };
   auto commit = [&](const char* c, char kind) {
     best_is_current = false;
     if (listing)
-      sat.missense_list.push_back({kind == 'D' && Dir < 0 ? c + 1 : c, kind});
+      list(c, kind);
     switch (kind) {
     case 'M':
       sat.score += g.mismatch;
@@ -262,8 +266,8 @@ void extend(Csat& sat, const char* bound, uint64_t search)
       family_phase = (static_cast<uint32_t>(phase - ub) + L - family.rotation) % L;
       uint32_t path = hint.first, index = hint.second;
       hint.first = WalkedPaths::NONE;
-      const bool hinted = path != WalkedPaths::NONE && walked->at(path, index).at == c &&
-                          walked->at(path, index).phase == family_phase;
+      const bool hinted = path != WalkedPaths::NONE && walked->residue(path, index) == c &&
+                          walked->phase(path, index) == family_phase;
       if (hinted || walked->find(family.id, c, family_phase, path, index)) {
         // Make the recorded walk's edits for as long as the score stays in
         // the high zone, then go on from where that leaves the record.
@@ -272,7 +276,7 @@ void extend(Csat& sat, const char* bound, uint64_t search)
         const uint32_t m0 = sat.num_mismatches, i0 = sat.num_insertions, d0 = sat.num_deletions, n0 = sat.num_Ns;
         // The record as it stands at point j of the path.
         auto stand_at = [&](size_t j) {
-          const WalkedPaths::Point& p = walked->at(path, j);
+          const WalkedPaths::Point p = walked->at(path, j);
           move_end(p.at);
           phase = ub + (p.phase + family.rotation) % L;
           sat.score = sc + (p.score - base.score);
@@ -284,30 +288,25 @@ void extend(Csat& sat, const char* bound, uint64_t search)
         // The points after index whose score stays in the high zone.
         const int64_t offset = static_cast<int64_t>(sc) - base.score;
         const size_t out = walked->first_at_most(path, index + 1, high_zone - offset);
-        if (listing) {
-          // Point by point, listing the edits.
-          for (size_t j = index; j < out; ++j) {
-            if (j > index) {
-              stand_at(j);
-              if (sat.score > best.score - g.prefer_longer) {
-                best.save(sat);
-                best_is_current = true;
-              }
-            }
-            commit(walked->at(path, j).at, walked->at(path, j).kind);
-          }
-        } else if (out > index + 1) {
-          // Only the best point and the last one matter.
+        // Of the points passed only the best and the last matter, besides
+        // the edits they list: the best state is where the score is
+        // highest, at the last of equals when P = 1, else the first.
+        size_t listed = index;
+        auto list_up_to = [&](size_t to) {
+          for (; listing && listed < to; ++listed)
+            list(walked->residue(path, listed), walked->kind(path, listed));
+        };
+        if (out > index + 1) {
           const size_t top = walked->highest(path, index + 1, out, g.prefer_longer == 1);
-          if (walked->at(path, top).score + offset > best.score - g.prefer_longer) {
+          if (walked->score(path, top) + offset > best.score - g.prefer_longer) {
+            list_up_to(top);
             stand_at(top);
             best.save(sat);
           }
+          list_up_to(out - 1);
           stand_at(out - 1);
-          commit(walked->at(path, out - 1).at, walked->at(path, out - 1).kind);
-        } else {
-          commit(base.at, base.kind);
         }
+        commit(walked->residue(path, out - 1), walked->kind(path, out - 1));
         if (out < walked->end_of(path))
           stand_at(out); // decided below, on the next turn of the loop
         else
@@ -356,11 +355,14 @@ void extend(Csat& sat, const char* bound, uint64_t search)
 
 } // namespace
 
-void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound) { extend<1>(sat, bound, search_id); }
+void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound)
+{
+  extend<1>(sat, bound, search_id, seq.residues.data());
+}
 
 void CSearchController::extend_imperfect_backward(Csat& sat, const char* bound)
 {
-  extend<-1>(sat, bound, search_id);
+  extend<-1>(sat, bound, search_id, seq.residues.data());
 }
 
 int32_t CSearchController::extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos,

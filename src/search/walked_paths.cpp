@@ -5,7 +5,8 @@
 namespace {
 
 // At most this many points are recorded per search and direction (about
-// 40 bytes each); later walks go on without recording.
+// 30 bytes each with their chunk, summaries and slots); later walks go on
+// without recording.
 const size_t MAX_POINTS = 1 << 20;
 // Longer units are rare enough in long arrays to walk on their own.
 const uint32_t MAX_UNIT = 256;
@@ -36,24 +37,57 @@ bool WalkedPaths::family_of(const char* ub, uint32_t length, Family& family)
   return true;
 }
 
-void WalkedPaths::put_in_front(uint32_t path, const Point& p)
+void WalkedPaths::put_in_front(uint32_t path, uint32_t family, const Point& p)
 {
   Path& h = paths[path];
   const size_t i = --h.first;
-  h.points.push_back(p);
   ++recorded;
-  const size_t b = i / BLOCK;
-  if (h.points.size() == 1 || b < h.first_block) {
-    h.first_block = b;
-    h.blocks.push_back({p.score, p.score, static_cast<uint32_t>(i), static_cast<uint32_t>(i)});
-    return;
+  const uint32_t index = static_cast<uint32_t>(i);
+  if (i % CHUNK == CHUNK - 1) {
+    // The first point of a new chunk.
+    if (chunks == pages.size() * PAGE)
+      pages.emplace_back(new Chunk[PAGE]);
+    h.chunks.push_back(static_cast<uint32_t>(chunks));
+    Chunk& c = chunk(chunks++);
+    c.mismatches = p.mismatches;
+    c.insertions = p.insertions;
+    c.deletions = p.deletions;
+    c.path = path;
+    c.family = family;
+    c.block = static_cast<uint32_t>(i / CHUNK);
   }
-  Block& k = h.blocks.back();
-  k.low = std::min(k.low, p.score);
-  if (p.score > k.high)
-    k = {k.low, p.score, static_cast<uint32_t>(i), static_cast<uint32_t>(i)};
-  else if (p.score == k.high)
-    k.first_high = static_cast<uint32_t>(i);
+  chunk(h.chunks.back()).points[i % CHUNK] =
+      Kept{static_cast<uint32_t>(p.at - origin), p.score, p.Ns, static_cast<uint8_t>(p.phase), p.kind};
+  for (int level = 0; level < LEVELS; ++level) {
+    std::vector<Summary>& v = h.summaries[level];
+    if (from_top(i, block_size(level)) == v.size()) {
+      v.push_back({p.score, p.score, index, index});
+      continue;
+    }
+    Summary& b = v.back();
+    b.low = std::min(b.low, p.score);
+    if (p.score > b.high) {
+      b.high = p.score;
+      b.first_high = b.last_high = index;
+    } else if (p.score == b.high) {
+      b.first_high = index;
+    }
+  }
+}
+
+WalkedPaths::Point WalkedPaths::at(uint32_t path, size_t i) const
+{
+  const Chunk& c = chunk(chunk_of(path, i));
+  const Kept& k = c.points[i % CHUNK];
+  Point p{origin + k.at, k.phase, k.kind, k.score, c.mismatches, c.insertions, c.deletions, k.Ns};
+  // Back from the chunk's last point, undoing the edits of the points between.
+  for (size_t j = i % CHUNK; j < CHUNK - 1; ++j) {
+    const char kind = c.points[j].kind;
+    p.mismatches -= kind == 'M';
+    p.insertions -= kind == 'I';
+    p.deletions -= kind == 'D';
+  }
+  return p;
 }
 
 void WalkedPaths::make_findable(uint32_t family, uint32_t path, size_t i)
@@ -62,17 +96,14 @@ void WalkedPaths::make_findable(uint32_t family, uint32_t path, size_t i)
     std::vector<Slot> old(std::max<size_t>(1024, 2 * slots.size()));
     old.swap(slots);
     for (const Slot& s : old)
-      if (s.path != NONE)
-        slots[probe(s.at, s.family, s.phase)] = s;
+      if (s.point != NONE)
+        slots[probe(s.at, chunk(s.point / CHUNK).family, chunk(s.point / CHUNK).points[s.point % CHUNK].phase)] = s;
   }
-  const Point& p = at(path, i);
-  if (!anchor)
-    anchor = p.at;
-  const int32_t offset = static_cast<int32_t>(p.at - anchor);
-  Slot& s = slots[probe(offset, family, p.phase)];
-  if (s.path != NONE)
+  const Kept& p = kept(path, i);
+  Slot& s = slots[probe(p.at, family, p.phase)];
+  if (s.point != NONE)
     return;
-  s = Slot{offset, family, p.phase, path, static_cast<uint32_t>(i)};
+  s = Slot{p.at, static_cast<uint32_t>(chunk_of(path, i) * CHUNK + i % CHUNK)};
   ++used;
 }
 
@@ -84,7 +115,7 @@ void WalkedPaths::settle_fresh(uint32_t family, uint32_t path, uint32_t index, c
     if (path != NONE && index == paths[path].first) {
       // In front of the path, with score and counts shifted to the path's
       // walk: where the two walks meet they differ by a constant.
-      const Point meet = at(path, index); // a copy: the path grows below
+      const Point meet = at(path, index);
       for (size_t k = fresh.size(); k-- > 0;) {
         Point p = fresh[k];
         p.score += meet.score - walk.score;
@@ -92,14 +123,14 @@ void WalkedPaths::settle_fresh(uint32_t family, uint32_t path, uint32_t index, c
         p.insertions += meet.insertions - walk.insertions;
         p.deletions += meet.deletions - walk.deletions;
         p.Ns += meet.Ns - walk.Ns;
-        put_in_front(path, p);
+        put_in_front(path, family, p);
         make_findable(family, path, paths[path].first);
       }
     } else {
       paths.emplace_back();
       const uint32_t made = static_cast<uint32_t>(paths.size() - 1);
       for (size_t k = fresh.size(); k-- > 0;)
-        put_in_front(made, fresh[k]);
+        put_in_front(made, family, fresh[k]);
       // A walk may stand at one residue and phase twice; the look-up finds
       // its first time there.
       for (size_t k = 0; k < fresh.size(); ++k)
@@ -108,40 +139,52 @@ void WalkedPaths::settle_fresh(uint32_t family, uint32_t path, uint32_t index, c
     }
   }
   fresh.clear();
+  // The first walks over an array make long runs of points; that room is
+  // not kept for the short runs that follow.
+  if (fresh.capacity() > 4096)
+    std::vector<Point>().swap(fresh);
 }
 
 size_t WalkedPaths::first_at_most(uint32_t path, size_t from, int64_t limit) const
 {
-  const size_t end = end_of(path);
   size_t j = from;
-  while (j < end) {
-    if (j % BLOCK == 0 && block(path, j).low > limit) {
-      j += BLOCK; // none in this block
+  while (j < TOP) {
+    // Past the largest block that begins at j and holds no such score.
+    size_t skip = 0;
+    for (int level = 0; level < LEVELS && j % block_size(level) == 0 && summary(path, level, j).low > limit; ++level)
+      skip = block_size(level);
+    if (skip) {
+      j += skip;
       continue;
     }
-    if (at(path, j).score <= limit)
+    if (kept(path, j).score <= limit)
       return j;
     ++j;
   }
-  return end;
+  return TOP;
 }
 
 size_t WalkedPaths::highest(uint32_t path, size_t from, size_t to, bool latest) const
 {
   size_t best = from;
-  int32_t top = at(path, from).score;
+  int32_t top = kept(path, from).score;
   for (size_t j = from; j < to;) {
-    if (j % BLOCK == 0 && j + BLOCK <= to) {
-      const Block& b = block(path, j);
+    // The largest block that begins at j and ends by to, if any.
+    int level = -1;
+    while (level + 1 < LEVELS && j % block_size(level + 1) == 0 && j + block_size(level + 1) <= to)
+      ++level;
+    if (level >= 0) {
+      const Summary& b = summary(path, level, j);
       if (b.high > top || (latest && b.high == top)) {
         top = b.high;
         best = latest ? b.last_high : b.first_high;
       }
-      j += BLOCK;
+      j += block_size(level);
       continue;
     }
-    if (at(path, j).score > top || (latest && at(path, j).score == top)) {
-      top = at(path, j).score;
+    const int32_t score = kept(path, j).score;
+    if (score > top || (latest && score == top)) {
+      top = score;
       best = j;
     }
     ++j;
@@ -149,16 +192,18 @@ size_t WalkedPaths::highest(uint32_t path, size_t from, size_t to, bool latest) 
   return best;
 }
 
-void WalkedPaths::reset_for(uint64_t new_search)
+void WalkedPaths::reset_for(uint64_t new_search, const char* new_origin)
 {
   if (search == new_search)
     return;
   search = new_search;
+  origin = new_origin;
   recorded = 0;
   families.clear();
   std::vector<Path>().swap(paths);
   fresh.clear();
+  std::vector<std::unique_ptr<Chunk[]>>().swap(pages);
+  chunks = 0;
   std::vector<Slot>().swap(slots);
   used = 0;
-  anchor = nullptr;
 }

@@ -2,6 +2,7 @@
 #define WALKED_PATHS_H
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <unordered_map>
@@ -44,11 +45,12 @@ class WalkedPaths {
   {
     if (slots.empty())
       return false;
-    const Slot& s = slots[probe(static_cast<int32_t>(at - anchor), family, phase)];
-    if (s.path == NONE)
+    const Slot& s = slots[probe(static_cast<uint32_t>(at - origin), family, phase)];
+    if (s.point == NONE)
       return false;
-    path = s.path;
-    index = s.index;
+    const Chunk& k = chunk(s.point / CHUNK);
+    path = k.path;
+    index = static_cast<uint32_t>(k.block * CHUNK + s.point % CHUNK);
     return true;
   }
 
@@ -63,84 +65,123 @@ class WalkedPaths {
   // NONE, left the high zone or ended): its fresh points are kept, and
   // linked to that point.
   void settle_fresh(uint32_t family, uint32_t path, uint32_t index, const Point& walk);
-  const Point& at(uint32_t path, size_t i) const
-  {
-    const Path& h = paths[path];
-    return h.points[h.points.size() - 1 - (i - h.first)];
-  }
+  Point at(uint32_t path, size_t i) const;
+  // Parts of a point, read alone.
+  const char* residue(uint32_t path, size_t i) const { return origin + kept(path, i).at; }
+  char kind(uint32_t path, size_t i) const { return kept(path, i).kind; }
+  uint32_t phase(uint32_t path, size_t i) const { return kept(path, i).phase; }
+  int32_t score(uint32_t path, size_t i) const { return kept(path, i).score; }
   size_t begin_of(uint32_t path) const { return paths[path].first; }
-  size_t end_of(uint32_t path) const { return paths[path].first + paths[path].points.size(); }
+  size_t end_of(uint32_t) const { return TOP; } // every path ends there
   // The first point from `from` on whose score is at most `limit`, or
   // end_of; and the point of the highest score in [from, to), the last of
-  // equals when latest is set, else the first. Both look at 64 points at a
-  // time where they can.
+  // equals when latest is set, else the first. Both look at whole blocks
+  // of points where they can.
   size_t first_at_most(uint32_t path, size_t from, int64_t limit) const;
   size_t highest(uint32_t path, size_t from, size_t to, bool latest) const;
   // Where the walk that recorded a path went on: the point of another path
   // that it found at its next differing residue, if it found one.
   std::pair<uint32_t, uint32_t> next_of(uint32_t path) const { return paths[path].next; }
 
-  // The paths belong to one search of one record in one direction.
-  void reset_for(uint64_t search);
+  // The paths belong to one search of one record, whose first residue is
+  // origin, in one direction.
+  void reset_for(uint64_t search, const char* origin);
 
   static constexpr uint32_t NONE = UINT32_MAX;
 
  private:
-  // The points by residue, family and phase, in a table of open
-  // addressing that is at most three quarters full. A residue is kept as
-  // its offset from the first one recorded, which fits in 32 bits within a
-  // record.
-  struct Slot {
-    int32_t at;
-    uint32_t family, phase;
-    uint32_t path = NONE, index; // path NONE: an empty slot
+  // A point as kept: its residue as the offset from the record's first one,
+  // which fits in 32 bits as a record's length does, and its phase in 8
+  // bits, as units longer than 256 are not walked here. Its mismatches,
+  // insertions and deletions are not kept: between consecutive points of a
+  // walk only the earlier point's edit changes them.
+  struct Kept {
+    uint32_t at;
+    int32_t score;
+    uint32_t Ns;
+    uint8_t phase;
+    char kind;
   };
-  // The slot that holds the key, or the empty one where it would go.
-  size_t probe(int32_t offset, uint32_t family, uint32_t phase) const
-  {
-    uint64_t h = static_cast<uint32_t>(offset) * 0x9e3779b97f4a7c15ULL + family * 0xc2b2ae3d27d4eb4fULL + phase;
-    h ^= h >> 29;
-    size_t i = static_cast<size_t>(h) & (slots.size() - 1);
-    while (slots[i].path != NONE && !(slots[i].at == offset && slots[i].family == family && slots[i].phase == phase))
-      i = (i + 1) & (slots.size() - 1);
-    return i;
-  }
-
-  uint64_t search = 0;
-  size_t recorded = 0;
-  std::unordered_map<std::string, uint32_t> families;
-  // The lowest and highest score of 64 consecutive points, and where the
-  // highest comes first and last.
-  struct Block {
+  // Points are kept in chunks of consecutive indices of one path, with the
+  // counts of the chunk's last point (the first one put in). A chunk is
+  // small because each path's front chunk is partly empty.
+  static constexpr size_t CHUNK = 16;
+  struct Chunk {
+    Kept points[CHUNK];
+    uint32_t mismatches, insertions, deletions;
+    uint32_t path, family;
+    uint32_t block; // the chunk holds the path's indices from block * CHUNK
+  };
+  // Chunks are allocated a page at a time and never move; a point is
+  // known everywhere by its number, chunk number * CHUNK + index % CHUNK.
+  static constexpr size_t PAGE = 256;
+  Chunk& chunk(size_t n) { return pages[n / PAGE][n % PAGE]; }
+  const Chunk& chunk(size_t n) const { return pages[n / PAGE][n % PAGE]; }
+  // The lowest and highest score of the points of a block of indices, and
+  // where the highest comes first and last. Blocks of 16, 256, 4096 and
+  // 65536 points let a scan pass over long stretches at once.
+  struct Summary {
     int32_t low, high;
     uint32_t first_high, last_high;
   };
-  static constexpr size_t BLOCK = 64;
-  // Indices start here and go down as points are put in front.
-  static constexpr size_t ORIGIN = size_t(1) << 30;
-  // A path grows at its front only, so its points and blocks are kept
-  // last first.
+  static constexpr int LEVELS = 4;
+  static constexpr size_t block_size(int level) { return CHUNK << (4 * level); }
+  // A path's indices end at TOP and go down as points are put in front:
+  // its first chunk (in the order made) holds the block of TOP - 1, the
+  // next the block before, and so on; so do its summaries on each level.
+  static constexpr size_t TOP = size_t(1) << 30;
   struct Path {
-    std::vector<Point> points;
-    std::vector<Block> blocks; // block b covers indices from b * BLOCK
-    size_t first = ORIGIN, first_block = ORIGIN / BLOCK;
+    std::vector<uint32_t> chunks; // in the order made, last block first
+    std::vector<Summary> summaries[LEVELS];
+    size_t first = TOP;
     std::pair<uint32_t, uint32_t> next{NONE, 0};
   };
-  void put_in_front(uint32_t path, const Point& p);
+  static size_t from_top(size_t i, size_t size) { return (TOP - 1) / size - i / size; }
+  const Summary& summary(uint32_t path, int level, size_t i) const
+  {
+    return paths[path].summaries[level][from_top(i, block_size(level))];
+  }
+  uint32_t chunk_of(uint32_t path, size_t i) const { return paths[path].chunks[from_top(i, CHUNK)]; }
+  const Kept& kept(uint32_t path, size_t i) const { return chunk(chunk_of(path, i)).points[i % CHUNK]; }
+  void put_in_front(uint32_t path, uint32_t family, const Point& p);
   // Makes point i of the path found by its residue and phase, unless an
   // earlier point is found there.
   void make_findable(uint32_t family, uint32_t path, size_t i);
-  const Block& block(uint32_t path, size_t i) const
+
+  // The points by residue, family and phase, in a table of open
+  // addressing that is at most three quarters full. A slot holds a point's
+  // residue, to pass most other points without reading them, and its
+  // number.
+  struct Slot {
+    uint32_t at;
+    uint32_t point = NONE; // NONE: an empty slot
+  };
+  // The slot that holds the key, or the empty one where it would go.
+  size_t probe(uint32_t offset, uint32_t family, uint32_t phase) const
   {
-    const Path& h = paths[path];
-    return h.blocks[h.blocks.size() - 1 - (i / BLOCK - h.first_block)];
+    uint64_t h = offset * 0x9e3779b97f4a7c15ULL + family * 0xc2b2ae3d27d4eb4fULL + phase;
+    h ^= h >> 29;
+    size_t i = static_cast<size_t>(h) & (slots.size() - 1);
+    while (slots[i].point != NONE && !(slots[i].at == offset && matches(slots[i].point, family, phase)))
+      i = (i + 1) & (slots.size() - 1);
+    return i;
+  }
+  bool matches(uint32_t point, uint32_t family, uint32_t phase) const
+  {
+    const Chunk& k = chunk(point / CHUNK);
+    return k.family == family && k.points[point % CHUNK].phase == phase;
   }
 
+  uint64_t search = 0;
+  const char* origin = nullptr;
+  size_t recorded = 0;
+  std::unordered_map<std::string, uint32_t> families;
   std::vector<Point> fresh;
   std::vector<Path> paths;
+  std::vector<std::unique_ptr<Chunk[]>> pages;
+  size_t chunks = 0;
   std::vector<Slot> slots;
   size_t used = 0;
-  const char* anchor = nullptr;
 };
 
 #endif
