@@ -3,50 +3,49 @@
 
 #include "sequence/CSequence_Mol.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
-#include <memory>
+#include <vector>
 
-// One mark per residue: 'a' free, ' ' covered by an accepted repeat. The
+// One mark per residue: free, or covered by an accepted repeat. The
 // searches do not seed inside covered stretches. A sentinel mark on each
 // side stays free for ever, so the window test may look one residue beyond
-// either end.
+// either end. The marks are bits (set: covered), residue i at bit i + 1.
 class CAnchorSeq {
  public:
-  static constexpr char FREE = 'a';
-  static constexpr char COVERED = ' ';
+  explicit CAnchorSeq(const CSequence_Mol& seq) : words((static_cast<size_t>(seq.residues.size()) + 2 + 63) / 64) {}
 
-  explicit CAnchorSeq(const CSequence_Mol& seq)
-      : seq_begin(seq.residues.data()), seq_length(seq.residues.size()),
-        mark_buffer(new char[static_cast<size_t>(seq_length) + 3])
+  void reset() { std::fill(words.begin(), words.end(), 0); }
+
+  bool is_free(ptrdiff_t i) const
   {
-    marks = mark_buffer.get() + 1;
-    marks_end = marks + seq_length;
-    reset();
-    mark_buffer[static_cast<size_t>(seq_length) + 2] = 0;
+    const size_t j = static_cast<size_t>(i + 1);
+    return !(words[j / 64] >> (j % 64) & 1);
   }
-
-  void reset() { std::memset(mark_buffer.get(), FREE, static_cast<size_t>(seq_length) + 2); }
 
   // A window [b, e) of residue indices is worth seeding when its first
   // residue is free and it reaches free ground at its end, or when it starts
   // right after free ground and its last residue is free.
   bool window_is_free(size_t b, size_t e) const
   {
-    const char* m = marks;
-    return (m[b] == FREE && (m[e - 1] == FREE || m[e] == FREE)) ||
-           (m[static_cast<ptrdiff_t>(b) - 1] == FREE && m[e - 1] == FREE);
+    const ptrdiff_t i = static_cast<ptrdiff_t>(b), j = static_cast<ptrdiff_t>(e);
+    return (is_free(i) && (is_free(j - 1) || is_free(j))) || (is_free(i - 1) && is_free(j - 1));
   }
 
-  void cover(size_t b, size_t e) { std::memset(marks + b, COVERED, e - b); }
-  void free_at(size_t i) { marks[i] = FREE; }
-  char mark(ptrdiff_t i) const { return marks[i]; }
+  void free_at(size_t i) { words[(i + 1) / 64] &= ~(uint64_t(1) << ((i + 1) % 64)); }
+  // Covers the residues [b, e).
+  void cover(size_t b, size_t e)
+  {
+    for (size_t j = b + 1; j < e + 1;) {
+      const size_t bits = std::min<size_t>(64 - j % 64, e + 1 - j);
+      words[j / 64] |= (bits == 64 ? ~uint64_t(0) : (uint64_t(1) << bits) - 1) << (j % 64);
+      j += bits;
+    }
+  }
 
-  const char* seq_begin;
-  uint32_t seq_length;
-  std::unique_ptr<char[]> mark_buffer;
-  char* marks;
-  char* marks_end;
+ private:
+  std::vector<uint64_t> words;
 };
 
 #endif

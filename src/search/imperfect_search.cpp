@@ -36,16 +36,15 @@ bool extend_seed(CSearchController& controller, Csat& sat, const char* first, co
 }
 
 // Whether the seed [b, b + u) is tried: the anchor rule on the marks around
-// it (mark(i) for i from b - 1 to b + u), no N in the seed (next_N is the
+// it (is_free(i) for i from b - 1 to b + u), no N in the seed (next_N is the
 // first N at or after b), and, for units of two or more, not one residue
 // repeated. The anchor rule: the seed starts on free ground and reaches free
 // ground at its end, or it starts right after free ground and ends on it.
-template <typename Mark>
-bool seed_is_tried(const char* s, size_t b, size_t u, size_t next_N, Mark mark)
+template <typename IsFree>
+bool seed_is_tried(const char* s, size_t b, size_t u, size_t next_N, IsFree is_free)
 {
   const ptrdiff_t i = static_cast<ptrdiff_t>(b), e = static_cast<ptrdiff_t>(b + u);
-  const bool anchored = (mark(i) == CAnchorSeq::FREE && (mark(e - 1) == CAnchorSeq::FREE || mark(e) == CAnchorSeq::FREE)) ||
-                        (mark(i - 1) == CAnchorSeq::FREE && mark(e - 1) == CAnchorSeq::FREE);
+  const bool anchored = (is_free(i) && (is_free(e - 1) || is_free(e))) || (is_free(i - 1) && is_free(e - 1));
   if (!anchored || next_N < b + u)
     return false;
   if (u == 1)
@@ -58,18 +57,28 @@ bool seed_is_tried(const char* s, size_t b, size_t u, size_t next_N, Mark mark)
 
 // Covers the residues of an accepted repeat within [lo, hi), except where it
 // deviates from its unit: deviation positions stay seed candidates.
-template <typename SetMark>
-void cover_repeat(const Csat& sat, const char* s, ptrdiff_t lo, ptrdiff_t hi, SetMark set)
+template <typename Marks>
+void cover_repeat(const Csat& sat, const char* s, ptrdiff_t lo, ptrdiff_t hi, Marks& marks)
 {
   const ptrdiff_t b = std::max<ptrdiff_t>(sat.sat_begin - s, lo), e = std::min<ptrdiff_t>(sat.sat_end - s, hi);
-  for (ptrdiff_t i = b; i < e; ++i)
-    set(i, CAnchorSeq::COVERED);
+  if (b < e)
+    marks.cover(static_cast<size_t>(b), static_cast<size_t>(e));
   for (const missense_entry& m : sat.missense_list) {
     const ptrdiff_t i = m.pos - s;
     if (i >= lo && i < hi)
-      set(i, CAnchorSeq::FREE);
+      marks.free_at(static_cast<size_t>(i));
   }
 }
+
+// A worker's copy of the marks of residues [lo, hi).
+struct MarksCopy {
+  ptrdiff_t lo;
+  std::vector<char> free;
+
+  bool is_free(ptrdiff_t i) const { return free[static_cast<size_t>(i - lo)] != 0; }
+  void cover(size_t b, size_t e) { std::fill_n(free.begin() + (static_cast<ptrdiff_t>(b) - lo), e - b, 0); }
+  void free_at(size_t i) { free[static_cast<size_t>(static_cast<ptrdiff_t>(i) - lo)] = 1; }
+};
 
 enum : uint8_t { UNTRIED, FAILED, ACCEPTED };
 
@@ -173,7 +182,7 @@ class Pass {
       c.progress(b, static_cast<unsigned int>(u));
       if (next_N < b)
         next_N = first_N_from(s, n, b);
-      if (!seed_is_tried(s, b, u, next_N, [this](ptrdiff_t i) { return marks.mark(i); }))
+      if (!seed_is_tried(s, b, u, next_N, [this](ptrdiff_t i) { return marks.is_free(i); }))
         continue;
       const uint8_t outcome = chunk && b - b0 < chunk->outcome.size() ? chunk->outcome[b - b0] : uint8_t(UNTRIED);
       Csat* sat;
@@ -205,7 +214,7 @@ class Pass {
   {
     {
       std::lock_guard<std::mutex> hold(marks_lock);
-      cover_repeat(*sat, s, 0, static_cast<ptrdiff_t>(n), [this](ptrdiff_t i, char m) { marks.marks[i] = m; });
+      cover_repeat(*sat, s, 0, static_cast<ptrdiff_t>(n), marks);
       ++changes;
     }
     const size_t last = static_cast<size_t>(sat->sat_end - s) - 1;
@@ -244,13 +253,14 @@ class Pass {
   void speculate(Chunk& chunk)
   {
     const ptrdiff_t lo = static_cast<ptrdiff_t>(chunk.begin) - 1, hi = static_cast<ptrdiff_t>(chunk.end + u) + 1;
-    std::vector<char> local(static_cast<size_t>(hi - lo));
+    MarksCopy local{lo, std::vector<char>(static_cast<size_t>(hi - lo))};
     {
       std::lock_guard<std::mutex> hold(marks_lock);
-      std::copy(marks.marks + lo, marks.marks + hi, local.begin());
+      for (ptrdiff_t i = lo; i < hi; ++i)
+        local.free[static_cast<size_t>(i - lo)] = marks.is_free(i);
       chunk.copied_after = changes;
     }
-    auto mark = [&](ptrdiff_t i) { return local[static_cast<size_t>(i - lo)]; };
+    auto is_free = [&local](ptrdiff_t i) { return local.is_free(i); };
     chunk.outcome.assign(chunk.end - chunk.begin, UNTRIED);
     Csat* own_spare = sat_alloc.get_new(s, s + u);
     size_t held = 0;
@@ -260,14 +270,14 @@ class Pass {
     for (size_t b = chunk.begin; b < chunk.end; ++b) {
       if (N_at < b)
         N_at = first_N_from(s, n, b);
-      if (!seed_is_tried(s, b, u, N_at, mark))
+      if (!seed_is_tried(s, b, u, N_at, is_free))
         continue;
       own_spare->init(s + b, s + b + u);
       if (!extend(*own_spare, own_filter)) {
         chunk.outcome[b - chunk.begin] = FAILED;
         continue;
       }
-      cover_repeat(*own_spare, s, lo, hi, [&](ptrdiff_t i, char m) { local[static_cast<size_t>(i - lo)] = m; });
+      cover_repeat(*own_spare, s, lo, hi, local);
       // The lists that a chunk holds for the ordered walk are bounded; a
       // repeat beyond that is left to the walk, which extends it again.
       if (held + own_spare->missense_list.size() > MAX_HELD_ENTRIES) {

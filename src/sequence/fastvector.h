@@ -1,10 +1,15 @@
 #ifndef FASTVECTOR_H
 #define FASTVECTOR_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
+
+#ifdef __linux__
+#include <sys/mman.h>
+#endif
 
 // Growth of a position or missense list that cannot be had ends the run:
 // the message goes to standard output and the status is 0, as it always has.
@@ -13,6 +18,25 @@
   std::fputs("Program aborded due to failed realloc!\n", stdout);
   std::fflush(stdout);
   std::exit(0);
+}
+
+// Room for n bytes, to be released with free. Buffers of several megabytes
+// (the residues of a long record, the marks of its search) are filled or
+// scanned from end to end; in pages of 4 KiB each costs a page fault on
+// first touch. Aligned to 2 MiB and marked for huge pages, where the system
+// offers them, they cost one per 2 MiB.
+inline void* allocate_buffer(size_t n)
+{
+  const size_t huge = size_t(2) << 20;
+  if (n < 2 * huge)
+    return std::malloc(n);
+  const size_t rounded = (n + huge - 1) & ~(huge - 1);
+  void* p = std::aligned_alloc(huge, rounded);
+#ifdef MADV_HUGEPAGE
+  if (p)
+    madvise(p, rounded, MADV_HUGEPAGE); // only advice: a failure changes nothing
+#endif
+  return p;
 }
 
 // Next capacity of a list that grows by doubling from 4, held in 32 bits.
