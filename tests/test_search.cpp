@@ -2,6 +2,7 @@
 // places where a wrong tie or bound changes results only in rare inputs.
 
 #include "search/CSearchController.h"
+#include "search/period_runs.h"
 #include "settings/global-types-and-parameters.h"
 
 #include <gtest/gtest.h>
@@ -136,6 +137,57 @@ TEST(RemoveHidden, KeepsTheHigherScoreOfMostlyOverlappingRepeats)
     EXPECT_EQ(std::vector<Csat*>(ctl.imperfect_sats.sats.begin(), ctl.imperfect_sats.sats.end()), kept) << c.label;
   }
   init_param();
+}
+
+// The exact search scans for runs of positions that agree with the
+// residue one unit earlier (N agreeing with anything), 64 positions at a
+// time and with vector compares where it can. Checked against the
+// definition on sequences with N's near block edges and stretches of
+// period 1 to 12, for short and long minimum runs.
+TEST(PeriodRuns, AreTheMaximalRunsOfAgreeingPositions)
+{
+  uint64_t state = 7;
+  auto next = [&state] {
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    return static_cast<uint32_t>(state >> 33);
+  };
+  // The last length holds one N only, a few positions before the scan's
+  // batch of 4096 positions begins.
+  for (size_t length : {1u, 63u, 64u, 65u, 700u, 5000u, 4300u}) {
+    std::string s;
+    const bool one_N = length == 4300;
+    while (s.size() < length) {
+      const size_t period = 1 + next() % 12, copies = next() % 8;
+      std::string unit;
+      for (size_t i = 0; i < period; ++i)
+        unit += "ACGTN"[next() % (!one_N && next() % 9 == 0 ? 5 : 4)];
+      for (size_t i = 0; i < copies * period; ++i)
+        s += unit[i % period];
+      s += "ACGT"[next() % 4];
+    }
+    s.resize(length);
+    if (one_N)
+      s[4090] = 'N';
+    for (size_t k = 1; k <= 12; ++k) {
+      for (size_t min_run : {1u, 3u, 8u, 20u, 70u}) {
+        std::vector<std::pair<size_t, size_t>> expected, found;
+        for (size_t x = 0, run = 0; x <= s.size(); ++x) {
+          const bool agrees = x < s.size() && x >= k && (s[x] == s[x - k] || s[x] == 'N' || s[x - k] == 'N');
+          if (agrees) {
+            ++run;
+            continue;
+          }
+          if (run >= min_run)
+            expected.push_back({x - run, x});
+          run = 0;
+        }
+        for_each_period_run(
+            s.data(), s.size(), k, min_run, [&](size_t x0, size_t x1) { found.push_back({x0, x1}); },
+            [](size_t) {});
+        ASSERT_EQ(found, expected) << "length " << length << " unit " << k << " minimum run " << min_run;
+      }
+    }
+  }
 }
 
 } // namespace

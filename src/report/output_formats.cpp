@@ -35,7 +35,7 @@ void print_output_format(FILE* out, const char* prefix)
   }
 }
 
-void report_SATList(FILE* out, std::list<Csat*> sats, CSequence_Mol& seq)
+void report_SATList(FILE* out, const std::list<Csat*>& sats, CSequence_Mol& seq)
 {
   const int mode = global_print_sat_mode;
   const char* full_name = seq.full_name.c_str();

@@ -13,6 +13,6 @@ void print_output_format(FILE* out, const char* prefix);
 
 // One record's part of the report: header, one entry per repeat (in list
 // order, which must be ascending by begin) and footer; flushes out.
-void report_SATList(FILE* out, std::list<Csat*> sats, CSequence_Mol& seq);
+void report_SATList(FILE* out, const std::list<Csat*>& sats, CSequence_Mol& seq);
 
 #endif

@@ -1,6 +1,7 @@
 #ifndef PERIOD_RUNS_H
 #define PERIOD_RUNS_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -41,6 +42,11 @@ inline uint64_t period_mask(const char* s, size_t n, size_t base, size_t k)
   return m;
 }
 
+// The masks of blocks first ... first + count - 1, block b holding
+// positions 64 b to 64 b + 63, as period_mask gives them; where the
+// processor has 32-byte vector compares, with those.
+void period_masks(const char* s, size_t n, size_t k, size_t first, size_t count, uint64_t* masks);
+
 // Calls found(x0, x1) for every maximal run [x0, x1) of agreeing positions
 // with at least min_run (>= 1) positions, in increasing order, and block(base)
 // before each block of 64 positions. The scan reads 64 positions per step and
@@ -49,9 +55,14 @@ template <typename Found, typename Block>
 void for_each_period_run(const char* s, size_t n, size_t k, size_t min_run, Found found, Block block)
 {
   size_t run = 0; // agreeing positions that end at the current block start
+  const size_t BATCH = 64;
+  uint64_t masks[BATCH];
   for (size_t base = 0; base < n; base += 64) {
+    const size_t b = base / 64;
+    if (b % BATCH == 0)
+      period_masks(s, n, k, b, std::min(BATCH, (n + 63) / 64 - b), masks);
     block(base);
-    uint64_t m = period_mask(s, n, base, k);
+    uint64_t m = masks[b % BATCH];
     if (m == ~uint64_t(0)) {
       run += 64;
       continue;
@@ -66,10 +77,14 @@ void for_each_period_run(const char* s, size_t n, size_t k, size_t min_run, Foun
     uint64_t inner = trail ? m & (~uint64_t(0) >> trail) : m;
     if (inner == 0 || min_run > 64)
       continue;
-    // Bit i of t survives only where bits i ... i + min_run - 1 are all set.
+    // Bit i of t survives only where bits i ... i + min_run - 1 are all
+    // set: where bits i ... i + width - 1 are, the width doubling each step.
     uint64_t t = inner;
-    for (size_t j = 1; j < min_run && t; ++j)
-      t &= inner >> j;
+    for (size_t width = 1; width < min_run && t;) {
+      const size_t shift = std::min(width, min_run - width);
+      t &= t >> shift;
+      width += shift;
+    }
     while (t) {
       const unsigned i0 = static_cast<unsigned>(__builtin_ctzll(t));
       // inner has a zero above every run: the run's last bit is below 63.
