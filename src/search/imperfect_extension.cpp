@@ -293,8 +293,9 @@ void extend(Csat& sat, const char* bound, uint64_t search, const char* origin)
         // highest, at the last of equals when P = 1, else the first.
         size_t listed = index;
         auto list_up_to = [&](size_t to) {
-          for (; listing && listed < to; ++listed)
-            list(walked->residue(path, listed), walked->kind(path, listed));
+          if (listing)
+            walked->for_each_edit(path, listed, to, list);
+          listed = to;
         };
         if (out > index + 1) {
           const size_t top = walked->highest(path, index + 1, out, g.prefer_longer == 1);

@@ -1,6 +1,7 @@
 #ifndef WALKED_PATHS_H
 #define WALKED_PATHS_H
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -71,6 +72,16 @@ class WalkedPaths {
   char kind(uint32_t path, size_t i) const { return kept(path, i).kind; }
   uint32_t phase(uint32_t path, size_t i) const { return kept(path, i).phase; }
   int32_t score(uint32_t path, size_t i) const { return kept(path, i).score; }
+  // Calls edit(residue, kind) for the points from `from` to `to` - 1.
+  template <typename Edit>
+  void for_each_edit(uint32_t path, size_t from, size_t to, Edit edit) const
+  {
+    for (size_t j = from; j < to;) {
+      const Chunk& c = chunk(chunk_of(path, j));
+      for (const size_t end = std::min(to, (j / CHUNK + 1) * CHUNK); j < end; ++j)
+        edit(origin + c.points[j % CHUNK].at, c.points[j % CHUNK].kind);
+    }
+  }
   size_t begin_of(uint32_t path) const { return paths[path].first; }
   size_t end_of(uint32_t) const { return TOP; } // every path ends there
   // The first point from `from` on whose score is at most `limit`, or
