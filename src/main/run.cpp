@@ -77,11 +77,14 @@ CsatContainer& search_record(CSearchController& controller)
     controller.remove_hidden(controller.exact_sats);
     return controller.exact_sats;
   }
-  if (global_search_mode == 1)
+  if (global_search_mode == 1) {
+    // It leaves out the mostly hidden repeats itself, before it makes
+    // their records.
     controller.search_exact_and_extend_to_imperfect_repeats();
-  else
+  } else {
     controller.complete_imperfect_search(nullptr);
-  controller.remove_hidden(controller.imperfect_sats);
+    controller.remove_hidden(controller.imperfect_sats);
+  }
   controller.filter_perfection(controller.imperfect_sats);
   controller.restore_missense_lists(controller.imperfect_sats);
   return controller.imperfect_sats;

@@ -1,5 +1,6 @@
 #include "search/CSearchController.h"
 
+#include "search/hidden.h"
 #include "search/seed_filter.h"
 #include "search/unit_walk.h"
 #include "settings/global-types-and-parameters.h"
@@ -324,19 +325,23 @@ struct Seed {
 };
 
 // A seed that the extension turned into a repeat of the user's thresholds,
-// with what decides its place in the result: the seeds come sorted by their
-// exact extent, in the order found, and the result is sorted stably by the
-// extended extent.
+// kept small (positions from the record's first residue), as arrays that
+// are periodic at a longer unit turn most of their exact seeds into
+// repeats: what the overlap filter reads, and what decides the repeat's
+// place in the result: the seeds come sorted by their exact extent, in the
+// order found, and the result is sorted stably by the extended extent. The
+// repeats that stay are made again from their seeds.
 struct Extended {
-  Csat* sat;
-  const char *seed_begin, *seed_end;
+  uint32_t begin, end, unit_begin, unit_length;
+  int32_t score;
+  uint32_t seed_begin, seed_end;
   size_t order;
   bool operator<(const Extended& o) const
   {
-    if (sat->sat_begin != o.sat->sat_begin)
-      return sat->sat_begin < o.sat->sat_begin;
-    if (sat->sat_end != o.sat->sat_end)
-      return sat->sat_end < o.sat->sat_end;
+    if (begin != o.begin)
+      return begin < o.begin;
+    if (end != o.end)
+      return end < o.end;
     if (seed_begin != o.seed_begin)
       return seed_begin < o.seed_begin;
     if (seed_end != o.seed_end)
@@ -386,12 +391,14 @@ void CSearchController::search_exact_and_extend_to_imperfect_repeats()
       const uint32_t k = sat->unit_length();
       if (!extend_seed(*this, *sat, first, last, minScores_user[k], minLengths_user[k]))
         continue;
-      batch.extended.push_back({sat, seed.sat_begin, seed.sat_end, seed.order});
-      spare = nullptr;
+      auto at = [first](const char* p) { return static_cast<uint32_t>(p - first); };
+      batch.extended.push_back({at(sat->sat_begin), at(sat->sat_end), at(sat->unit_begin), k, sat->score,
+                                at(seed.sat_begin), at(seed.sat_end), seed.order});
     }
     if (spare)
       sat_alloc.push_back(spare);
     std::vector<Seed>().swap(batch.seeds);
+    batch.extended.shrink_to_fit();
   };
   auto dispatch = [&] {
     SeedBatch& batch = *batches.back();
@@ -439,13 +446,29 @@ void CSearchController::search_exact_and_extend_to_imperfect_repeats()
     std::fflush(stderr);
   }
 
-  std::vector<Extended> extended;
+  std::vector<const Extended*> sorted;
   for (const auto& batch : batches)
-    extended.insert(extended.end(), batch->extended.begin(), batch->extended.end());
-  batches.clear();
-  std::sort(extended.begin(), extended.end());
-  for (const Extended& e : extended)
-    imperfect_sats.sats.push_back(e.sat);
+    for (const Extended& e : batch->extended)
+      sorted.push_back(&e);
+  std::sort(sorted.begin(), sorted.end(), [](const Extended* a, const Extended* b) { return *a < *b; });
+  std::vector<bool> hidden(sorted.size());
+  if (global_remove_mostly_hidden)
+    hidden = mostly_hidden(sorted.size(), [&sorted](size_t i) {
+      const Extended& e = *sorted[i];
+      return Span{e.begin, e.end, e.unit_length, e.score};
+    });
+  for (size_t i = 0; i < sorted.size(); ++i) {
+    if (hidden[i])
+      continue;
+    // As its seed was found: the unit, its exact extension, then the
+    // imperfect extension, now with its list.
+    const Extended& e = *sorted[i];
+    Csat* sat = sat_alloc.get_new(first + e.unit_begin, first + e.unit_begin + e.unit_length);
+    sat->init(first + e.unit_begin, first + e.unit_begin + e.unit_length);
+    extend_exact(*sat, first, last);
+    extend_seed(*this, *sat, first, last, INT32_MIN, INT32_MIN);
+    imperfect_sats.sats.push_back(sat);
+  }
 }
 
 // A record's extension depends on its seed alone, so a dropped list comes
