@@ -8,6 +8,7 @@
 #   ecoli umaydis chr22-human-blocks attcc-100k attcc-200k attcc-1m
 #   ac7-100k ac7-200k ac7-1m);
 # ZERLAN_BENCH_TIMEOUT (seconds, default 600) bounds each run;
+# ZERLAN_BENCH_RUNS (default 3): each figure is the median of this many runs;
 # ZERLAN_BENCH_CACHE says where fetch-data.sh keeps the genomes.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
@@ -16,6 +17,7 @@ cache=${ZERLAN_BENCH_CACHE:-$HOME/.cache/zerlan-bench}
 export ZERLAN_BENCH_CACHE=$cache
 sets=${ZERLAN_BENCH_SETS:-ecoli umaydis chr22-human-blocks attcc-100k attcc-200k attcc-1m ac7-100k ac7-200k ac7-1m}
 limit=${ZERLAN_BENCH_TIMEOUT:-600}
+runs=${ZERLAN_BENCH_RUNS:-3}
 
 bash "$here/fetch-data.sh" >/dev/null
 
@@ -51,8 +53,9 @@ threads=$(nproc)
 # the current directory), standard output to $work/out, standard error to
 # $work/err. Prints "ok seconds peak_kb", or "timed-out", or "failed N".
 # trf's exit status is no success flag (it is 253 after a good run), so trf
-# counts as failed only when it printed nothing.
-measure() { # tool command...
+# counts as failed only when it printed nothing. The time is that of
+# /usr/bin/time, which leaves out the start of its own process.
+measure_once() { # tool command...
   local tool=$1 status=0
   shift
   rm -rf "${work:?}"/run && mkdir "$work/run"
@@ -67,6 +70,18 @@ measure() { # tool command...
   else
     echo failed "$status"
   fi
+}
+
+# The run of median time of $runs runs (a run that times out or fails ends
+# the series with that outcome), as measure_once prints it.
+measure() { # tool command...
+  local results=() result
+  for ((r = 0; r < runs; ++r)); do
+    result=$(measure_once "$@")
+    [[ $result == ok* ]] || { echo "$result"; return; }
+    results+=("$result")
+  done
+  printf '%s\n' "${results[@]}" | sort -k2,2n | sed -n "$(((runs + 1) / 2))p"
 }
 
 line() { printf '%-19s %-19s %6s | %8s %8s %8s %7s | %8s %8s %8s %7s\n' "$@"; }
