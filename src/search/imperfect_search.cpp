@@ -36,6 +36,17 @@ bool extend_seed(CSearchController& controller, Csat& sat, const char* first, co
   return true;
 }
 
+// A record's extension depends on its seed alone, so a record comes back
+// the same, now with its list, when its seed is extended again: the seed
+// unit (sat as init leaves it), its exact extension in the exact-then-extend
+// mode, then the imperfect extension.
+void extend_again(CSearchController& controller, Csat& sat, const char* first, const char* last)
+{
+  if (global_search_mode == 1)
+    extend_exact(sat, first, last);
+  extend_seed(controller, sat, first, last, INT32_MIN, INT32_MIN);
+}
+
 // Whether the seed [b, b + u) is tried: the anchor rule on the marks around
 // it (is_free(i) for i from b - 1 to b + u), no N in the seed (next_N is the
 // first N at or after b), and, for units of two or more, not one residue
@@ -460,20 +471,13 @@ void CSearchController::search_exact_and_extend_to_imperfect_repeats()
   for (size_t i = 0; i < sorted.size(); ++i) {
     if (hidden[i])
       continue;
-    // As its seed was found: the unit, its exact extension, then the
-    // imperfect extension, now with its list.
     const Extended& e = *sorted[i];
     Csat* sat = sat_alloc.get_new(first + e.unit_begin, first + e.unit_begin + e.unit_length);
-    sat->init(first + e.unit_begin, first + e.unit_begin + e.unit_length);
-    extend_exact(*sat, first, last);
-    extend_seed(*this, *sat, first, last, INT32_MIN, INT32_MIN);
+    extend_again(*this, *sat, first, last);
     imperfect_sats.sats.push_back(sat);
   }
 }
 
-// A record's extension depends on its seed alone, so a dropped list comes
-// back the same when the seed is extended again: the seed unit, its exact
-// extension in the exact-then-extend mode, then the imperfect extension.
 void CSearchController::restore_missense_lists(CsatContainer& sats)
 {
   const char* first = seq.residues.data();
@@ -483,9 +487,7 @@ void CSearchController::restore_missense_lists(CsatContainer& sats)
     if (!sat->missense_dropped)
       continue;
     again.init(sat->unit_begin, sat->unit_end);
-    if (global_search_mode == 1)
-      extend_exact(again, first, last);
-    extend_seed(*this, again, first, last, INT32_MIN, INT32_MIN);
+    extend_again(*this, again, first, last);
     sat->missense_list.swap(again.missense_list);
     sat->missense_dropped = false;
   }

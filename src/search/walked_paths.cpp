@@ -97,7 +97,7 @@ void WalkedPaths::make_findable(uint32_t family, uint32_t path, size_t i)
     old.swap(slots);
     for (const Slot& s : old)
       if (s.point != NONE)
-        slots[probe(s.at, chunk(s.point / CHUNK).family, chunk(s.point / CHUNK).points[s.point % CHUNK].phase)] = s;
+        slots[probe(s.at, family_at(s.point), chunk(s.point / CHUNK).points[s.point % CHUNK].phase)] = s;
   }
   const Kept& p = kept(path, i);
   Slot& s = slots[probe(p.at, family, p.phase)];

@@ -179,9 +179,9 @@ class WalkedPaths {
   }
   bool matches(uint32_t point, uint32_t family, uint32_t phase) const
   {
-    const Chunk& k = chunk(point / CHUNK);
-    return k.family == family && k.points[point % CHUNK].phase == phase;
+    return family_at(point) == family && chunk(point / CHUNK).points[point % CHUNK].phase == phase;
   }
+  uint32_t family_at(uint32_t point) const { return chunk(point / CHUNK).family; }
 
   uint64_t search = 0;
   const char* origin = nullptr;
