@@ -7,6 +7,7 @@
 
 #include "main/console.h"
 #include "search/CSearchController.h"
+#include "search/deferred_marks.h"
 #include "search/seed_filter.h"
 #include "settings/global-types-and-parameters.h"
 
@@ -97,6 +98,56 @@ TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
         }
       }
     }
+  }
+}
+
+// Seeds extended in order, each covered in the marks as it is accepted: the
+// marks set when read, with the edits along walked paths listed by
+// reference and their covering deferred, must be those of covering each
+// record at once with its whole list, at every read and at the end.
+TEST(DeferredMarks, AreThoseOfCoveringEachRecordAtOnce)
+{
+  for (bool attcc : {true, false}) {
+    init_param();
+    update_report_time();
+    CSequence_Mol seq;
+    const std::string text = array(attcc, 3000);
+    seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
+    const char* s = seq.residues.data();
+    const char* end = s + seq.residues.size();
+    CSearchController c(1, seq);
+    CAnchorSeq set_later(seq), at_once(seq);
+    DeferredMarks deferred(set_later, c.search_id, s);
+    std::vector<FollowedEdits> followed;
+    size_t by_reference = 0;
+    for (size_t u : {5u, 7u}) {
+      for (size_t b = 300; b + u < 3300; b += 3) {
+        Csat sat, whole;
+        sat.init(s + b, s + b + u);
+        followed.clear();
+        c.extend_imperfect_forward(sat, end, &followed);
+        c.extend_imperfect_backward(sat, s - 1, &followed);
+        whole.init(s + b, s + b + u);
+        c.extend_imperfect_forward(whole, end);
+        c.extend_imperfect_backward(whole, s - 1);
+        size_t edits = sat.missense_list.size();
+        for (const FollowedEdits& f : followed)
+          edits += f.to - f.from;
+        ASSERT_EQ(edits, whole.missense_list.size()) << "seed " << b;
+        by_reference += !followed.empty();
+        deferred.cover(sat, followed);
+        at_once.cover(static_cast<size_t>(whole.sat_begin - s), static_cast<size_t>(whole.sat_end - s));
+        for (const missense_entry& m : whole.missense_list)
+          at_once.free_at(static_cast<size_t>(m.pos - s));
+        for (ptrdiff_t i = static_cast<ptrdiff_t>(b) - 1; i < static_cast<ptrdiff_t>(b + 40); ++i)
+          ASSERT_EQ(deferred.is_free(i), at_once.is_free(i)) << "unit " << u << " seed " << b << " residue " << i;
+      }
+      deferred.settle_all();
+      for (size_t i = 0; i < text.size(); ++i)
+        ASSERT_EQ(set_later.is_free(static_cast<ptrdiff_t>(i)), at_once.is_free(static_cast<ptrdiff_t>(i)))
+            << "unit " << u << " residue " << i;
+    }
+    EXPECT_GT(by_reference, 100u) << (attcc ? "ATTCC" : "AC/7");
   }
 }
 

@@ -55,16 +55,19 @@ class Csat {
 
   // Drops a missense list that is longer than a short repeat's would be,
   // and gives back the room that an extension left beyond a short one.
+  static constexpr uint32_t SHORT_LIST = 64;
   void drop_long_missense_list()
   {
-    if (missense_list.size() > 64) {
+    if (num_edits() > SHORT_LIST) {
       missense_list.release();
       missense_dropped = true;
-    } else if (missense_list.capacity() > 64) {
+    } else if (missense_list.capacity() > SHORT_LIST) {
       missense_list.shrink_to_fit();
     }
   }
 
+  // The number of entries of a whole missense list.
+  uint32_t num_edits() const { return num_mismatches + num_insertions + num_deletions; }
   uint32_t length() const { return static_cast<uint32_t>(sat_end - sat_begin); }
   uint32_t unit_length() const { return static_cast<uint32_t>(unit_end - unit_begin); }
   // The length measured along the unit: "BP" in the native output.

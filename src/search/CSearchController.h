@@ -4,12 +4,14 @@
 #include "report/Csat.h"
 #include "search/CAnchorSeq.h"
 #include "search/CThreadPool.h"
+#include "search/walked_paths.h"
 #include "sequence/CSequence_Mol.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <list>
+#include <vector>
 
 // Searches one sequence. Built per record by the run driver, which runs one
 // search, the filters and the report on it and then destroys it; its result
@@ -28,8 +30,11 @@ class CSearchController {
   void unit_len_1_complete_imperfect_search(CAnchorSeq& marks, std::list<Csat*>& result);
   void one_unit_len_complete_imperfect_search(unsigned int u, CAnchorSeq& marks, std::list<Csat*>& result);
 
-  void extend_imperfect_forward(Csat& sat, const char* bound);
-  void extend_imperfect_backward(Csat& sat, const char* bound);
+  // Extend a record up to bound. With followed given, the edits that come
+  // from walked paths (see walked_paths.h) are listed there by reference
+  // instead of in the record's list.
+  void extend_imperfect_forward(Csat& sat, const char* bound, std::vector<FollowedEdits>* followed = nullptr);
+  void extend_imperfect_backward(Csat& sat, const char* bound, std::vector<FollowedEdits>* followed = nullptr);
   int32_t extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos, const char* unit_begin,
                                               const char* unit_end, int32_t score, int32_t unit_length,
                                               uint8_t depth, const char* bound, int32_t best);

@@ -91,12 +91,13 @@ struct LookAhead {
 };
 
 // The record at its best score so far, to return to when the extension
-// cannot do better. The extension only appends to the missense list, so the
-// list at its best is the first entries of the list as it is: only their
-// number is kept, and a long extension costs no copying.
+// cannot do better. The extension only appends to the missense list and to
+// the edits listed by reference (of which it may lengthen the last), so the
+// lists at its best are the first entries of the lists as they are: only
+// their number is kept, and a long extension costs no copying.
 class BestState {
  public:
-  explicit BestState(const Csat& sat) { save(sat); }
+  BestState(const Csat& sat, std::vector<FollowedEdits>* followed) : followed(followed) { save(sat); }
 
   void save(const Csat& sat)
   {
@@ -110,6 +111,10 @@ class BestState {
     num_deletions = sat.num_deletions;
     num_Ns = sat.num_Ns;
     entries = sat.missense_list.size();
+    if (followed) {
+      references = followed->size();
+      last_to = references ? followed->back().to : 0;
+    }
   }
 
   void restore(Csat& sat) const
@@ -124,6 +129,11 @@ class BestState {
     sat.num_deletions = num_deletions;
     sat.num_Ns = num_Ns;
     sat.missense_list.resize_within_capacity(entries);
+    if (followed) {
+      followed->resize(references);
+      if (references)
+        followed->back().to = last_to;
+    }
   }
 
   int32_t score;
@@ -132,20 +142,13 @@ class BestState {
   const char *sat_begin, *sat_end, *unit_phase_right, *unit_phase_left;
   uint32_t num_mismatches, num_insertions, num_deletions, num_Ns;
   uint32_t entries;
+  std::vector<FollowedEdits>* followed;
+  size_t references = 0;
+  uint32_t last_to = 0;
 };
 
-// The walked paths of this thread for one search (of the record that
-// begins at origin) and direction.
-WalkedPaths& walked_paths(int dir, uint64_t search, const char* origin)
-{
-  static thread_local WalkedPaths paths[2];
-  WalkedPaths& w = paths[dir > 0];
-  w.reset_for(search, origin);
-  return w;
-}
-
 template <int Dir>
-void extend(Csat& sat, const char* bound, uint64_t search, const char* origin)
+void extend(Csat& sat, const char* bound, uint64_t search, const char* origin, std::vector<FollowedEdits>* followed)
 {
   const Scoring g;
   const int32_t unit_length = static_cast<int32_t>(sat.unit_length());
@@ -164,14 +167,21 @@ void extend(Csat& sat, const char* bound, uint64_t search, const char* origin)
 
   const int64_t floor = -static_cast<int64_t>(unit_length) - g.prefer_longer;
   const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound};
-  BestState best(sat);
+  // A record whose list is dropped (made again from its seed when needed)
+  // is extended without listing its edits: only the counts are kept. With
+  // followed given, the edits of the walked paths it follows are listed
+  // there by reference.
+  const bool listing = !sat.missense_dropped;
+  if (!listing)
+    followed = nullptr;
+  BestState best(sat, followed);
   bool best_is_current = true; // the record has not moved since the last save
 
   // Walked paths (see walked_paths.h) need the prune bound to be the fixed
   // floor, that is the score reduction unlimited. Above high_zone no option
   // of the extension or the look-ahead can reach the floor: a path of
   // max_depth edits loses at most max_depth times the dearest edit.
-  WalkedPaths* walked = g.reduction_limited ? nullptr : &walked_paths(Dir, search, origin);
+  WalkedPaths* walked = g.reduction_limited ? nullptr : &WalkedPaths::of_this_thread(Dir, search, origin);
   const int64_t high_zone = floor + static_cast<int64_t>(g.max_depth) * std::max(-g.mismatch, -g.indel);
   WalkedPaths::Family family{0, 0};
   int family_known = 0; // 0 not yet looked up, 1 known, -1 not worth it
@@ -189,17 +199,10 @@ void extend(Csat& sat, const char* bound, uint64_t search, const char* origin)
   // Where the path just followed to its end went on, to be found without a look-up.
   std::pair<uint32_t, uint32_t> hint{WalkedPaths::NONE, 0};
 
-  // A record whose list is dropped (made again from its seed when needed)
-  // is extended without listing its edits: only the counts are kept.
-  const bool listing = !sat.missense_dropped;
-  // Lists an edit at the differing residue c, and commits one.
-  auto list = [&sat](const char* c, char kind) {
-    sat.missense_list.push_back({kind == 'D' && Dir < 0 ? c + 1 : c, kind});
-  };
-  auto commit = [&](const char* c, char kind) {
+  // Lists an edit at the differing residue c, and makes one.
+  auto list = [&sat](const char* c, char kind) { sat.missense_list.push_back({listed_at<Dir>(c, kind), kind}); };
+  auto make = [&](const char* c, char kind) {
     best_is_current = false;
-    if (listing)
-      list(c, kind);
     switch (kind) {
     case 'M':
       sat.score += g.mismatch;
@@ -220,6 +223,11 @@ void extend(Csat& sat, const char* bound, uint64_t search, const char* origin)
       phase = step_unit<Dir>(phase, ub, ue);
       break;
     }
+  };
+  auto commit = [&](const char* c, char kind) {
+    if (listing)
+      list(c, kind);
+    make(c, kind);
   };
 
   // Consumes matches and passable N runs, commits one edit at each differing
@@ -293,8 +301,16 @@ void extend(Csat& sat, const char* bound, uint64_t search, const char* origin)
         // highest, at the last of equals when P = 1, else the first.
         size_t listed = index;
         auto list_up_to = [&](size_t to) {
-          if (listing)
+          if (!listing || to == listed) {
+          } else if (!followed) {
             walked->for_each_edit(path, listed, to, list);
+          } else if (!followed->empty() && followed->back().dir == Dir && followed->back().path == path && followed->back().to == listed &&
+                     followed->back().at_entry == sat.missense_list.size()) {
+            followed->back().to = static_cast<uint32_t>(to);
+          } else {
+            followed->push_back({Dir, path, static_cast<uint32_t>(listed), static_cast<uint32_t>(to),
+                                 static_cast<uint32_t>(sat.missense_list.size())});
+          }
           listed = to;
         };
         if (out > index + 1) {
@@ -304,10 +320,10 @@ void extend(Csat& sat, const char* bound, uint64_t search, const char* origin)
             stand_at(top);
             best.save(sat);
           }
-          list_up_to(out - 1);
           stand_at(out - 1);
         }
-        commit(walked->residue(path, out - 1), walked->kind(path, out - 1));
+        list_up_to(out);
+        make(walked->residue(path, out - 1), walked->kind(path, out - 1));
         if (out < walked->end_of(path))
           stand_at(out); // decided below, on the next turn of the loop
         else
@@ -356,14 +372,14 @@ void extend(Csat& sat, const char* bound, uint64_t search, const char* origin)
 
 } // namespace
 
-void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound)
+void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound, std::vector<FollowedEdits>* followed)
 {
-  extend<1>(sat, bound, search_id, seq.residues.data());
+  extend<1>(sat, bound, search_id, seq.residues.data(), followed);
 }
 
-void CSearchController::extend_imperfect_backward(Csat& sat, const char* bound)
+void CSearchController::extend_imperfect_backward(Csat& sat, const char* bound, std::vector<FollowedEdits>* followed)
 {
-  extend<-1>(sat, bound, search_id, seq.residues.data());
+  extend<-1>(sat, bound, search_id, seq.residues.data(), followed);
 }
 
 int32_t CSearchController::extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos,

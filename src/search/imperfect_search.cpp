@@ -1,5 +1,6 @@
 #include "search/CSearchController.h"
 
+#include "search/deferred_marks.h"
 #include "search/hidden.h"
 #include "search/seed_filter.h"
 #include "search/unit_walk.h"
@@ -12,27 +13,71 @@
 
 namespace {
 
-// Extends a seed record both ways, trims N's at its ends and tests it
-// against the thresholds of its unit length; an accepted record has its
-// missense list in sequence order. The outcome depends on the sequence, the
-// seed and the settings only, so any thread may compute it ahead of its turn.
-bool extend_seed(CSearchController& controller, Csat& sat, const char* first, const char* last, int32_t min_score,
-                 int32_t min_length)
+// The edits of an extended record that are not (yet) in its list: those it
+// made along walked paths, listed by reference, and the number of the
+// list's entries made going forward.
+struct ByReference {
+  std::vector<FollowedEdits> followed;
+  uint32_t forward_entries = 0;
+};
+
+// Puts the edits listed by reference into the record's list, which it then
+// sorts into sequence order. The forward edits come in increasing order of
+// position, the backward ones in decreasing order, all before the seed; at
+// one position the deletions come first going forward and last going
+// backward. So the sorted list is the backward part reversed, then the
+// forward part.
+void list_in_order(const CSearchController& c, Csat& sat, ByReference& by_reference)
 {
-  // Seeds come without a list.
-  controller.extend_imperfect_forward(sat, last);
-  const uint32_t forward = sat.missense_list.size();
-  controller.extend_imperfect_backward(sat, first - 1);
-  trim_Ns(sat);
-  if (sat.score < min_score || static_cast<int32_t>(sat.normalized_length()) < min_length)
-    return false;
-  // The forward edits come in increasing order of position, the backward
-  // ones in decreasing order, all before the seed; at one position the
-  // deletions come first going forward and last going backward. So the
-  // sorted list is the backward part reversed, then the forward part.
+  uint32_t forward = by_reference.forward_entries;
+  if (!by_reference.followed.empty()) {
+    const char* s = c.seq.residues.data();
+    fastvector<missense_entry> all;
+    uint32_t e = 0;
+    for (const FollowedEdits& f : by_reference.followed) {
+      for (; e < f.at_entry; ++e)
+        all.push_back(sat.missense_list[e]);
+      if (f.dir > 0)
+        forward += f.to - f.from;
+      followed_edits(c.search_id, s, f, s, s + c.seq.residues.size() + 1,
+                     [&all](const char* at, char kind) { all.push_back({at, kind}); });
+    }
+    for (; e < sat.missense_list.size(); ++e)
+      all.push_back(sat.missense_list[e]);
+    sat.missense_list.swap(all);
+    by_reference.followed.clear();
+  }
   missense_entry* list = sat.missense_list.begin();
   std::reverse(list, sat.missense_list.end());
   std::reverse(list + (sat.missense_list.size() - forward), sat.missense_list.end());
+}
+
+// Extends a seed record both ways, trims N's at its ends and tests it
+// against the thresholds of its unit length; an accepted record has its
+// missense list in sequence order, unless by_reference is given and the
+// record has more edits than a short list holds: then some may be left
+// there. The outcome depends on the sequence, the seed and the settings
+// only, so any thread may compute it ahead of its turn.
+bool extend_seed(CSearchController& controller, Csat& sat, const char* first, const char* last, int32_t min_score,
+                 int32_t min_length, ByReference* by_reference = nullptr)
+{
+  // Seeds come without a list.
+  std::vector<FollowedEdits>* followed = by_reference ? &by_reference->followed : nullptr;
+  if (followed)
+    followed->clear();
+  controller.extend_imperfect_forward(sat, last, followed);
+  const uint32_t forward = sat.missense_list.size();
+  controller.extend_imperfect_backward(sat, first - 1, followed);
+  trim_Ns(sat);
+  if (sat.score < min_score || static_cast<int32_t>(sat.normalized_length()) < min_length)
+    return false;
+  ByReference none;
+  if (!by_reference)
+    by_reference = &none;
+  by_reference->forward_entries = forward;
+  if (!by_reference->followed.empty() && sat.num_edits() > Csat::SHORT_LIST)
+    return true;
+  list_in_order(controller, sat, *by_reference);
   return true;
 }
 
@@ -108,13 +153,15 @@ struct Chunk {
   std::atomic<int> state{0};     // 0 free, 1 claimed, 2 outcomes ready
   uint64_t copied_after = 0;     // the number of changes to the marks its copy holds
   bool complete = false;         // every seed tried, every accepted record held
+  bool copy_exact = false;       // its copy held no deferred marks
 };
 
 // One pass over the seeds of one unit length.
 class Pass {
  public:
   Pass(CSearchController& c, size_t u, CAnchorSeq& marks, std::list<Csat*>& result)
-      : c(c), u(u), marks(marks), result(result), s(c.seq.residues.data()), n(c.seq.residues.size()),
+      : c(c), u(u), marks(marks, c.search_id, c.seq.residues.data()), result(result), s(c.seq.residues.data()),
+        n(c.seq.residues.size()),
         min_score(CSearchController::minScores[u]), min_length(CSearchController::minLengths[u]),
         filter(s, s + n, static_cast<uint32_t>(u), min_score)
   {
@@ -135,6 +182,7 @@ class Pass {
     }
     if (spare)
       sat_alloc.push_back(spare);
+    marks.settle_all();
   }
 
  private:
@@ -170,7 +218,7 @@ class Pass {
         walk(chunk.begin, chunk.end, nullptr); // its turn came before a worker's
       } else {
         c.workers->help_until([&] { return chunk.state == 2; });
-        if (chunk.complete && copy_holds(chunk))
+        if (chunk.complete && chunk.copy_exact && copy_holds(chunk))
           take_all(chunk);
         else
           walk(chunk.begin, chunk.end, &chunk);
@@ -211,22 +259,24 @@ class Pass {
         sat = spare ? spare : sat_alloc.get_new(s + b, s + b + u);
         sat->init(s + b, s + b + u);
         spare = sat;
-        if (!extend(*sat, filter))
+        if (!extend(*sat, filter, by_reference))
           continue;
         spare = nullptr;
+        commit(sat, b1, by_reference.followed);
+        continue;
       }
-      commit(sat, b1);
+      commit(sat, b1, {});
     }
   }
 
   // Covers an accepted repeat, found by the walk of seeds up to b1, in the
   // marks and adds it to the result. Changes that reach beyond b1 are noted
   // for the chunks there.
-  void commit(Csat* sat, size_t b1)
+  void commit(Csat* sat, size_t b1, const std::vector<FollowedEdits>& followed)
   {
     {
-      std::lock_guard<std::mutex> hold(marks_lock);
-      cover_repeat(*sat, s, 0, static_cast<ptrdiff_t>(n), marks);
+      std::lock_guard<std::mutex> hold(marks.guard);
+      marks.cover(*sat, followed);
       ++changes;
     }
     const size_t last = static_cast<size_t>(sat->sat_end - s) - 1;
@@ -252,7 +302,7 @@ class Pass {
   void take_all(Chunk& chunk)
   {
     for (Csat*& sat : chunk.accepted) {
-      commit(sat, chunk.end);
+      commit(sat, chunk.end, {});
       sat = nullptr;
     }
     for (size_t b = (chunk.begin + 255) & ~size_t(255); b < chunk.end; b += 256)
@@ -267,10 +317,13 @@ class Pass {
     const ptrdiff_t lo = static_cast<ptrdiff_t>(chunk.begin) - 1, hi = static_cast<ptrdiff_t>(chunk.end + u) + 1;
     MarksCopy local{lo, std::vector<char>(static_cast<size_t>(hi - lo))};
     {
-      std::lock_guard<std::mutex> hold(marks_lock);
+      std::lock_guard<std::mutex> hold(marks.guard);
       for (ptrdiff_t i = lo; i < hi; ++i)
-        local.free[static_cast<size_t>(i - lo)] = marks.is_free(i);
+        local.free[static_cast<size_t>(i - lo)] = marks.as_set(i);
       chunk.copied_after = changes;
+      // Deferred marks are set by the walk's thread: the seeds this walk
+      // tries may then differ, and the walk takes only its outcomes.
+      chunk.copy_exact = !marks.deferred_within(lo, hi);
     }
     auto is_free = [&local](ptrdiff_t i) { return local.is_free(i); };
     chunk.outcome.assign(chunk.end - chunk.begin, UNTRIED);
@@ -279,23 +332,29 @@ class Pass {
     bool all_held = true;
     size_t N_at = first_N_from(s, n, chunk.begin);
     SeedFilter own_filter(s, s + n, static_cast<uint32_t>(u), min_score);
+    ByReference own_references;
     for (size_t b = chunk.begin; b < chunk.end; ++b) {
       if (N_at < b)
         N_at = first_N_from(s, n, b);
       if (!seed_is_tried(s, b, u, N_at, is_free))
         continue;
       own_spare->init(s + b, s + b + u);
-      if (!extend(*own_spare, own_filter)) {
+      if (!extend(*own_spare, own_filter, own_references)) {
         chunk.outcome[b - chunk.begin] = FAILED;
         continue;
       }
       cover_repeat(*own_spare, s, lo, hi, local);
+      for (const FollowedEdits& f : own_references.followed)
+        followed_edits(c.search_id, s, f, s + lo, s + hi, [&](const char* at, char) { local.free_at(at - s); });
       // The lists that a chunk holds for the ordered walk are bounded; a
       // repeat beyond that is left to the walk, which extends it again.
-      if (held + own_spare->missense_list.size() > MAX_HELD_ENTRIES) {
+      if (held + own_spare->num_edits() > MAX_HELD_ENTRIES) {
         all_held = false;
         continue;
       }
+      // The paths referred to are this thread's: the list is made whole.
+      if (!own_references.followed.empty())
+        list_in_order(c, *own_spare, own_references);
       own_spare->missense_list.shrink_to_fit();
       held += own_spare->missense_list.size();
       chunk.outcome[b - chunk.begin] = ACCEPTED;
@@ -307,22 +366,22 @@ class Pass {
   }
 
   // Extends the seed that sat holds, unless it is sure to fall short.
-  bool extend(Csat& sat, SeedFilter& seeds)
+  bool extend(Csat& sat, SeedFilter& seeds, ByReference& references)
   {
-    return !seeds.falls_short(sat.unit_begin) && extend_seed(c, sat, s, s + n, min_score, min_length);
+    return !seeds.falls_short(sat.unit_begin) && extend_seed(c, sat, s, s + n, min_score, min_length, &references);
   }
 
   CSearchController& c;
   const size_t u;
-  CAnchorSeq& marks;
-  std::mutex marks_lock; // held while the ordered walk changes marks, or a worker copies them
-  uint64_t changes = 0;  // made to the marks by the ordered walk
+  DeferredMarks marks;
+  uint64_t changes = 0; // made to the marks by the ordered walk
   std::vector<std::pair<uint64_t, size_t>> reaching; // (change, last residue) beyond the seeds walked
   std::list<Csat*>& result;
   const char* s;
   const size_t n;
   const int32_t min_score, min_length;
-  SeedFilter filter; // for the ordered walk
+  SeedFilter filter;        // for the ordered walk
+  ByReference by_reference; // of the ordered walk's extensions
   Csat* spare = nullptr;
   size_t next_N = 0;
 };

@@ -192,10 +192,19 @@ size_t WalkedPaths::highest(uint32_t path, size_t from, size_t to, bool latest) 
   return best;
 }
 
+WalkedPaths& WalkedPaths::of_this_thread(int dir, uint64_t search, const char* origin)
+{
+  static thread_local WalkedPaths paths[2];
+  WalkedPaths& w = paths[dir > 0];
+  w.reset_for(search, origin);
+  return w;
+}
+
 void WalkedPaths::reset_for(uint64_t new_search, const char* new_origin)
 {
   if (search == new_search)
     return;
+  ++resets;
   search = new_search;
   origin = new_origin;
   recorded = 0;

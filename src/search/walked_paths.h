@@ -9,6 +9,15 @@
 #include <unordered_map>
 #include <vector>
 
+// Where an edit at residue c goes in a missense list: a deletion is listed
+// at the residue that follows the missing unit character in sequence order,
+// so one made going backward at c + 1.
+template <int Dir>
+inline const char* listed_at(const char* c, char kind)
+{
+  return Dir < 0 && kind == 'D' ? c + 1 : c;
+}
+
 // Over a long satellite array the extensions of many seeds walk the same
 // alignment. Once a walk's score lies so far above the prune floor that no
 // option of the look-ahead is ever cut (the high zone), the edit it commits
@@ -20,6 +29,10 @@
 // the score differs, by a constant. The walked paths record such points.
 class WalkedPaths {
  public:
+  // This thread's paths for one search (of the record that begins at
+  // origin) and direction.
+  static WalkedPaths& of_this_thread(int dir, uint64_t search, const char* origin);
+
   // A differing residue at which a walk in the high zone committed an edit.
   struct Point {
     const char* at;
@@ -82,6 +95,30 @@ class WalkedPaths {
         edit(origin + c.points[j % CHUNK].at, c.points[j % CHUNK].kind);
     }
   }
+  // Calls edit(residue, kind) for the points from `from` to `to` - 1 whose
+  // place in a missense list (listed_at) lies in [lo, hi). Those places
+  // only grow (Dir 1) or shrink (Dir -1) along a path, so the points
+  // are found by bisection.
+  template <int Dir, typename Edit>
+  void for_each_edit_within(uint32_t path, size_t from, size_t to, const char* lo, const char* hi, Edit edit) const
+  {
+    auto first_past = [&](const char* limit) { // the first point whose place in walk order is past limit
+      size_t a = from, b = to;
+      while (a < b) {
+        const size_t m = a + (b - a) / 2;
+        const char* p = listed_at<Dir>(residue(path, m), kind(path, m));
+        if (Dir > 0 ? p < limit : p >= limit)
+          a = m + 1;
+        else
+          b = m;
+      }
+      return a;
+    };
+    if (Dir > 0)
+      for_each_edit(path, first_past(lo), first_past(hi), edit);
+    else
+      for_each_edit(path, first_past(hi), first_past(lo), edit);
+  }
   size_t begin_of(uint32_t path) const { return paths[path].first; }
   size_t end_of(uint32_t) const { return TOP; } // every path ends there
   // The first point from `from` on whose score is at most `limit`, or
@@ -97,6 +134,9 @@ class WalkedPaths {
   // The paths belong to one search of one record, whose first residue is
   // origin, in one direction.
   void reset_for(uint64_t search, const char* origin);
+  // Counts the times the paths were begun anew, as a path is known by its
+  // number only until then.
+  uint64_t generation() const { return resets; }
 
   static constexpr uint32_t NONE = UINT32_MAX;
 
@@ -184,6 +224,7 @@ class WalkedPaths {
   uint32_t family_at(uint32_t point) const { return chunk(point / CHUNK).family; }
 
   uint64_t search = 0;
+  uint64_t resets = 0;
   const char* origin = nullptr;
   size_t recorded = 0;
   std::unordered_map<std::string, uint32_t> families;
@@ -193,6 +234,15 @@ class WalkedPaths {
   size_t chunks = 0;
   std::vector<Slot> slots;
   size_t used = 0;
+};
+
+// Edits of a record listed by reference instead of one by one: the points
+// [from, to) of a path of this thread in direction dir, which stand in the
+// record's walk before its list entry at_entry.
+struct FollowedEdits {
+  int dir;
+  uint32_t path, from, to;
+  uint32_t at_entry;
 };
 
 #endif

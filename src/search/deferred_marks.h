@@ -1,0 +1,98 @@
+#ifndef DEFERRED_MARKS_H
+#define DEFERRED_MARKS_H
+
+#include "report/Csat.h"
+#include "search/CAnchorSeq.h"
+#include "search/walked_paths.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+// Calls edit(place, kind) for the edits that f refers to, of this thread's
+// paths of a search of the record that begins at origin, whose place in a
+// missense list lies in [lo, hi).
+template <typename Edit>
+void followed_edits(uint64_t search, const char* origin, const FollowedEdits& f, const char* lo, const char* hi,
+                    Edit edit)
+{
+  if (f.dir > 0)
+    WalkedPaths::of_this_thread(1, search, origin)
+        .for_each_edit_within<1>(f.path, f.from, f.to, lo, hi,
+                                 [&edit](const char* r, char kind) { edit(listed_at<1>(r, kind), kind); });
+  else
+    WalkedPaths::of_this_thread(-1, search, origin)
+        .for_each_edit_within<-1>(f.path, f.from, f.to, lo, hi,
+                                  [&edit](const char* r, char kind) { edit(listed_at<-1>(r, kind), kind); });
+}
+
+// The marks of one pass of the search as its ordered walk sees them. An
+// accepted repeat covers its residues, except where it deviates from its
+// unit. Over a long satellite array, one repeat after another spans the
+// whole array, and each would set the marks of all its residues anew,
+// though the walk reads only those just ahead of it before the next repeat
+// sets them again. So a repeat whose edits are listed in part by reference
+// to walked paths sets its marks only when they are read, or when the pass
+// ends: until then its residues are deferred to it, the last repeat that
+// covered them. The paths are those of the walk's thread, which alone
+// reads and sets these marks; other threads read the marks as they are,
+// and can ask whether some are deferred.
+class DeferredMarks {
+ public:
+  DeferredMarks(CAnchorSeq& marks, uint64_t search, const char* s) : marks(marks), search(search), s(s) {}
+
+  // Held while the walk sets marks, or another thread reads them.
+  std::mutex guard;
+
+  // Whether residue i is free; only the walk's thread may ask.
+  bool is_free(ptrdiff_t i)
+  {
+    if (deferred.empty() || (i >= clean_begin && i < clean_end))
+      return marks.is_free(i);
+    std::lock_guard<std::mutex> hold(guard);
+    settle_around(i);
+    return marks.is_free(i);
+  }
+  // The mark of residue i as it is set, deferred or not.
+  bool as_set(ptrdiff_t i) const { return marks.is_free(i); }
+
+  // Covers an accepted repeat, whose edits are in its list and, when
+  // followed is not empty, also referred to there.
+  void cover(const Csat& sat, const std::vector<FollowedEdits>& followed);
+
+  // Whether some residues of [lo, hi) are deferred.
+  bool deferred_within(ptrdiff_t lo, ptrdiff_t hi) const;
+
+  // Sets all deferred marks, as the next pass reads the marks directly.
+  void settle_all();
+
+ private:
+  // A repeat to which residues are deferred: the places of its listed
+  // edits, sorted, and the edits it refers to.
+  struct Owner {
+    std::vector<const char*> places;
+    std::vector<FollowedEdits> followed;
+  };
+  struct Deferred {
+    size_t end;
+    std::shared_ptr<const Owner> owner;
+  };
+  // Sets the marks of the deferred residues in [b, e) and forgets them.
+  void settle(size_t b, size_t e);
+  // Settles a stretch from i on, and notes the stretch around i that
+  // holds no deferred residue.
+  void settle_around(ptrdiff_t i);
+  // Forgets the deferred residues in [b, e), which a repeat covers anew.
+  void drop(size_t b, size_t e);
+
+  CAnchorSeq& marks;
+  const uint64_t search;
+  const char* s;
+  std::map<size_t, Deferred> deferred; // by first residue; none empty, none overlapping
+  ptrdiff_t clean_begin = 0, clean_end = 0; // a stretch without deferred residues
+};
+
+#endif
