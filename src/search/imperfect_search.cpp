@@ -198,6 +198,11 @@ class Pass {
     const size_t ahead = 2 * threads;
     auto submit_up_to = [&](size_t limit) {
       for (; submitted < std::min(limit, chunks.size()); ++submitted) {
+        // Where a long repeat covers the stretch, its marks are deferred and
+        // a worker's copy would be stale: the walk is left to it.
+        const Chunk& next = chunks[submitted];
+        if (marks.deferred_within(static_cast<ptrdiff_t>(next.begin) - 1, static_cast<ptrdiff_t>(next.end + u) + 1))
+          continue;
         ++outstanding;
         c.workers->submit([this, &chunk = chunks[submitted], &outstanding] {
           auto done = at_end([&] { --outstanding; });
