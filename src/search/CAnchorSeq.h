@@ -27,10 +27,15 @@ class CAnchorSeq {
   // A window [b, e) of residue indices is worth seeding when its first
   // residue is free and it reaches free ground at its end, or when it starts
   // right after free ground and its last residue is free.
-  bool window_is_free(size_t b, size_t e) const
+  bool window_is_free(size_t b, size_t e) const { return anchored(*this, b, e); }
+
+  // The rule of window_is_free on any marks with is_free.
+  template <typename Marks>
+  static bool anchored(const Marks& marks, size_t b, size_t e)
   {
     const ptrdiff_t i = static_cast<ptrdiff_t>(b), j = static_cast<ptrdiff_t>(e);
-    return (is_free(i) && (is_free(j - 1) || is_free(j))) || (is_free(i - 1) && is_free(j - 1));
+    return (marks.is_free(i) && (marks.is_free(j - 1) || marks.is_free(j))) ||
+           (marks.is_free(i - 1) && marks.is_free(j - 1));
   }
 
   void free_at(size_t i) { words[(i + 1) / 64] &= ~(uint64_t(1) << ((i + 1) % 64)); }

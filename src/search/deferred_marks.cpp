@@ -86,11 +86,12 @@ void DeferredMarks::settle(size_t b, size_t e)
   drop(b, e);
 }
 
-void DeferredMarks::settle_around(ptrdiff_t i)
+void DeferredMarks::settle_around(ptrdiff_t first, ptrdiff_t last)
 {
-  const size_t from = static_cast<size_t>(std::max<ptrdiff_t>(i, 0));
-  settle(from, from + WINDOW);
-  // No deferred stretch overlaps [from, from + WINDOW) now.
+  std::lock_guard<std::mutex> hold(guard);
+  const size_t from = static_cast<size_t>(std::max<ptrdiff_t>(first, 0));
+  settle(from, std::max(from + WINDOW, static_cast<size_t>(std::max<ptrdiff_t>(last, 0)) + 1));
+  // No deferred stretch overlaps what was settled now.
   auto next = deferred.lower_bound(from);
   clean_end = next == deferred.end() ? PTRDIFF_MAX : static_cast<ptrdiff_t>(next->first);
   clean_begin = next == deferred.begin() ? PTRDIFF_MIN : static_cast<ptrdiff_t>(std::prev(next)->second.end);

@@ -47,14 +47,19 @@ class DeferredMarks {
   // Held while the walk sets marks, or another thread reads them.
   std::mutex guard;
 
-  // Whether residue i is free; only the walk's thread may ask.
+  // Whether residue i is free, and CAnchorSeq::window_is_free; only the
+  // walk's thread may ask.
   bool is_free(ptrdiff_t i)
   {
-    if (deferred.empty() || (i >= clean_begin && i < clean_end))
-      return marks.is_free(i);
-    std::lock_guard<std::mutex> hold(guard);
-    settle_around(i);
+    if (i < clean_begin || i >= clean_end)
+      settle_around(i, i);
     return marks.is_free(i);
+  }
+  bool window_is_free(size_t b, size_t e)
+  {
+    if (static_cast<ptrdiff_t>(b) - 1 < clean_begin || static_cast<ptrdiff_t>(e) >= clean_end)
+      settle_around(static_cast<ptrdiff_t>(b) - 1, static_cast<ptrdiff_t>(e));
+    return marks.window_is_free(b, e);
   }
   // The mark of residue i as it is set, deferred or not.
   bool as_set(ptrdiff_t i) const { return marks.is_free(i); }
@@ -82,9 +87,9 @@ class DeferredMarks {
   };
   // Sets the marks of the deferred residues in [b, e) and forgets them.
   void settle(size_t b, size_t e);
-  // Settles a stretch from i on, and notes the stretch around i that
-  // holds no deferred residue.
-  void settle_around(ptrdiff_t i);
+  // Settles the residues from first to last and a stretch beyond, and
+  // notes the stretch around them that holds no deferred residue.
+  [[gnu::noinline, gnu::cold]] void settle_around(ptrdiff_t first, ptrdiff_t last);
   // Forgets the deferred residues in [b, e), which a repeat covers anew.
   void drop(size_t b, size_t e);
 
@@ -92,7 +97,8 @@ class DeferredMarks {
   const uint64_t search;
   const char* s;
   std::map<size_t, Deferred> deferred; // by first residue; none empty, none overlapping
-  ptrdiff_t clean_begin = 0, clean_end = 0; // a stretch without deferred residues
+  // A stretch without deferred residues.
+  ptrdiff_t clean_begin = PTRDIFF_MIN, clean_end = PTRDIFF_MAX;
 };
 
 #endif

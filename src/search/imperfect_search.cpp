@@ -93,16 +93,12 @@ void extend_again(CSearchController& controller, Csat& sat, const char* first, c
 }
 
 // Whether the seed [b, b + u) is tried: the anchor rule on the marks around
-// it (is_free(i) for i from b - 1 to b + u), no N in the seed (next_N is the
-// first N at or after b), and, for units of two or more, not one residue
-// repeated. The anchor rule: the seed starts on free ground and reaches free
-// ground at its end, or it starts right after free ground and ends on it.
-template <typename IsFree>
-bool seed_is_tried(const char* s, size_t b, size_t u, size_t next_N, IsFree is_free)
+// it (CAnchorSeq::window_is_free), no N in the seed (next_N is the first N
+// at or after b), and, for units of two or more, not one residue repeated.
+template <typename Marks>
+bool seed_is_tried(const char* s, size_t b, size_t u, size_t next_N, Marks& marks)
 {
-  const ptrdiff_t i = static_cast<ptrdiff_t>(b), e = static_cast<ptrdiff_t>(b + u);
-  const bool anchored = (is_free(i) && (is_free(e - 1) || is_free(e))) || (is_free(i - 1) && is_free(e - 1));
-  if (!anchored || next_N < b + u)
+  if (!marks.window_is_free(b, b + u) || next_N < b + u)
     return false;
   if (u == 1)
     return true;
@@ -133,6 +129,7 @@ struct MarksCopy {
   std::vector<char> free;
 
   bool is_free(ptrdiff_t i) const { return free[static_cast<size_t>(i - lo)] != 0; }
+  bool window_is_free(size_t b, size_t e) const { return CAnchorSeq::anchored(*this, b, e); }
   void cover(size_t b, size_t e) { std::fill_n(free.begin() + (static_cast<ptrdiff_t>(b) - lo), e - b, 0); }
   void free_at(size_t i) { free[static_cast<size_t>(static_cast<ptrdiff_t>(i) - lo)] = 1; }
 };
@@ -247,7 +244,7 @@ class Pass {
       c.progress(b, static_cast<unsigned int>(u));
       if (next_N < b)
         next_N = first_N_from(s, n, b);
-      if (!seed_is_tried(s, b, u, next_N, [this](ptrdiff_t i) { return marks.is_free(i); }))
+      if (!seed_is_tried(s, b, u, next_N, marks))
         continue;
       const uint8_t outcome = chunk && b - b0 < chunk->outcome.size() ? chunk->outcome[b - b0] : uint8_t(UNTRIED);
       Csat* sat;
@@ -330,7 +327,6 @@ class Pass {
       // tries may then differ, and the walk takes only its outcomes.
       chunk.copy_exact = !marks.deferred_within(lo, hi);
     }
-    auto is_free = [&local](ptrdiff_t i) { return local.is_free(i); };
     chunk.outcome.assign(chunk.end - chunk.begin, UNTRIED);
     Csat* own_spare = sat_alloc.get_new(s, s + u);
     size_t held = 0;
@@ -341,7 +337,7 @@ class Pass {
     for (size_t b = chunk.begin; b < chunk.end; ++b) {
       if (N_at < b)
         N_at = first_N_from(s, n, b);
-      if (!seed_is_tried(s, b, u, N_at, is_free))
+      if (!seed_is_tried(s, b, u, N_at, local))
         continue;
       own_spare->init(s + b, s + b + u);
       if (!extend(*own_spare, own_filter, own_references)) {
