@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -317,7 +318,9 @@ class Pass {
   void speculate(Chunk& chunk)
   {
     const ptrdiff_t lo = static_cast<ptrdiff_t>(chunk.begin) - 1, hi = static_cast<ptrdiff_t>(chunk.end + u) + 1;
-    MarksCopy local{lo, std::vector<char>(static_cast<size_t>(hi - lo))};
+    Ahead ahead(MarksCopy{lo, std::vector<char>(static_cast<size_t>(hi - lo))},
+                SeedFilter(s, s + n, static_cast<uint32_t>(u), min_score));
+    MarksCopy& local = ahead.local;
     {
       std::lock_guard<std::mutex> hold(marks.guard);
       for (ptrdiff_t i = lo; i < hi; ++i)
@@ -328,42 +331,61 @@ class Pass {
       chunk.copy_exact = !marks.deferred_within(lo, hi);
     }
     chunk.outcome.assign(chunk.end - chunk.begin, UNTRIED);
-    Csat* own_spare = sat_alloc.get_new(s, s + u);
-    size_t held = 0;
-    bool all_held = true;
+    ahead.spare = sat_alloc.get_new(s, s + u);
     size_t N_at = first_N_from(s, n, chunk.begin);
-    SeedFilter own_filter(s, s + n, static_cast<uint32_t>(u), min_score);
-    ByReference own_references;
     for (size_t b = chunk.begin; b < chunk.end; ++b) {
       if (N_at < b)
         N_at = first_N_from(s, n, b);
       if (!seed_is_tried(s, b, u, N_at, local))
         continue;
-      own_spare->init(s + b, s + b + u);
-      if (!extend(*own_spare, own_filter, own_references)) {
+      if (ahead.filter.falls_short(s + b))
         chunk.outcome[b - chunk.begin] = FAILED;
-        continue;
-      }
-      cover_repeat(*own_spare, s, lo, hi, local);
-      for (const FollowedEdits& f : own_references.followed)
-        followed_edits(c.search_id, s, f, s + lo, s + hi, [&](const char* at, char) { local.free_at(at - s); });
-      // The lists that a chunk holds for the ordered walk are bounded; a
-      // repeat beyond that is left to the walk, which extends it again.
-      if (held + own_spare->num_edits() > MAX_HELD_ENTRIES) {
-        all_held = false;
-        continue;
-      }
-      // The paths referred to are this thread's: the list is made whole.
-      if (!own_references.followed.empty())
-        list_in_order(c, *own_spare, own_references);
-      own_spare->missense_list.shrink_to_fit();
-      held += own_spare->missense_list.size();
-      chunk.outcome[b - chunk.begin] = ACCEPTED;
-      chunk.accepted.push_back(own_spare);
-      own_spare = sat_alloc.get_new(s, s + u);
+      else
+        grow_ahead(chunk, b, ahead);
     }
-    sat_alloc.push_back(own_spare);
-    chunk.complete = all_held;
+    sat_alloc.push_back(ahead.spare);
+    chunk.complete = ahead.all_held;
+  }
+
+  // What a worker's walk over a chunk keeps besides the outcomes.
+  struct Ahead {
+    Ahead(MarksCopy local, SeedFilter filter) : local(std::move(local)), filter(std::move(filter)) {}
+    MarksCopy local;
+    SeedFilter filter;
+    Csat* spare = nullptr;
+    size_t held = 0;
+    bool all_held = true;
+    ByReference references;
+  };
+
+  // Extends a seed that the filter let pass on a worker's walk over a chunk
+  // (out of its loop, which most seeds leave before).
+  [[gnu::noinline]] void grow_ahead(Chunk& chunk, size_t b, Ahead& ahead)
+  {
+    Csat* sat = ahead.spare;
+    sat->init(s + b, s + b + u);
+    if (!extend_seed(c, *sat, s, s + n, min_score, min_length, &ahead.references)) {
+      chunk.outcome[b - chunk.begin] = FAILED;
+      return;
+    }
+    const ptrdiff_t lo = ahead.local.lo, hi = lo + static_cast<ptrdiff_t>(ahead.local.free.size());
+    cover_repeat(*sat, s, lo, hi, ahead.local);
+    for (const FollowedEdits& f : ahead.references.followed)
+      followed_edits(c.search_id, s, f, s + lo, s + hi, [&](const char* at, char) { ahead.local.free_at(at - s); });
+    // The lists that a chunk holds for the ordered walk are bounded; a
+    // repeat beyond that is left to the walk, which extends it again.
+    if (ahead.held + sat->num_edits() > MAX_HELD_ENTRIES) {
+      ahead.all_held = false;
+      return;
+    }
+    // The paths referred to are this thread's: the list is made whole.
+    if (!ahead.references.followed.empty())
+      list_in_order(c, *sat, ahead.references);
+    sat->missense_list.shrink_to_fit();
+    ahead.held += sat->missense_list.size();
+    chunk.outcome[b - chunk.begin] = ACCEPTED;
+    chunk.accepted.push_back(sat);
+    ahead.spare = sat_alloc.get_new(s, s + u);
   }
 
   // Extends the seed that sat holds, unless it is sure to fall short.
