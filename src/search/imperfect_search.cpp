@@ -186,9 +186,14 @@ class Pass {
  private:
   void run_in_parallel(size_t seeds, size_t size, unsigned int threads)
   {
+    // The walk first goes over the pass's first seeds alone: on a satellite
+    // array a repeat over the whole array is found there, whose deferred
+    // marks then keep the workers from walking ahead in vain.
+    const size_t alone = std::min<size_t>(4096, size / 2);
+    walk(0, alone, nullptr);
     std::vector<Chunk> chunks((seeds + size - 1) / size);
     for (size_t i = 0; i < chunks.size(); ++i) {
-      chunks[i].begin = i * size;
+      chunks[i].begin = i == 0 ? alone : i * size;
       chunks[i].end = std::min(seeds, (i + 1) * size);
     }
     std::atomic<size_t> outstanding{0};
