@@ -25,8 +25,8 @@ void DeferredMarks::cover(const Csat& sat, const std::vector<FollowedEdits>& fol
     marks.free_at(e);
   };
   if (followed.empty()) {
-    for (const missense_entry& m : sat.missense_list)
-      free_at_end |= m.pos == sat.sat_end;
+    // The list is in sequence order: only its last entry can lie at e.
+    free_at_end = sat.missense_list.size() && sat.missense_list.end()[-1].pos == sat.sat_end;
     if (free_at_end)
       free_end();
     marks.cover(b, e);

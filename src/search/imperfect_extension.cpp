@@ -300,16 +300,18 @@ void extend(Csat& sat, const char* bound, uint64_t search, const char* origin, s
         // the edits they list: the best state is where the score is
         // highest, at the last of equals when P = 1, else the first.
         size_t listed = index;
+        // By reference, a stretch that goes on from the last one lengthens it.
         auto list_up_to = [&](size_t to) {
+          const uint32_t entry = sat.missense_list.size();
           if (!listing || to == listed) {
+            // nothing to list
           } else if (!followed) {
             walked->for_each_edit(path, listed, to, list);
-          } else if (!followed->empty() && followed->back().dir == Dir && followed->back().path == path && followed->back().to == listed &&
-                     followed->back().at_entry == sat.missense_list.size()) {
+          } else if (!followed->empty() && followed->back().dir == Dir && followed->back().path == path &&
+                     followed->back().to == listed && followed->back().at_entry == entry) {
             followed->back().to = static_cast<uint32_t>(to);
           } else {
-            followed->push_back({Dir, path, static_cast<uint32_t>(listed), static_cast<uint32_t>(to),
-                                 static_cast<uint32_t>(sat.missense_list.size())});
+            followed->push_back({Dir, path, static_cast<uint32_t>(listed), static_cast<uint32_t>(to), entry});
           }
           listed = to;
         };

@@ -22,20 +22,20 @@ struct ByReference {
   uint32_t forward_entries = 0;
 };
 
-// Puts the edits listed by reference into the record's list, which it then
-// sorts into sequence order. The forward edits come in increasing order of
+// Puts the edits listed by reference, if any, into the record's list, which
+// it then sorts into sequence order; forward is the number of its entries
+// made going forward. The forward edits come in increasing order of
 // position, the backward ones in decreasing order, all before the seed; at
 // one position the deletions come first going forward and last going
 // backward. So the sorted list is the backward part reversed, then the
 // forward part.
-void list_in_order(const CSearchController& c, Csat& sat, ByReference& by_reference)
+void list_in_order(const CSearchController& c, Csat& sat, ByReference* by_reference, uint32_t forward)
 {
-  uint32_t forward = by_reference.forward_entries;
-  if (!by_reference.followed.empty()) {
+  if (by_reference && !by_reference->followed.empty()) {
     const char* s = c.seq.residues.data();
     fastvector<missense_entry> all;
     uint32_t e = 0;
-    for (const FollowedEdits& f : by_reference.followed) {
+    for (const FollowedEdits& f : by_reference->followed) {
       for (; e < f.at_entry; ++e)
         all.push_back(sat.missense_list[e]);
       if (f.dir > 0)
@@ -46,7 +46,7 @@ void list_in_order(const CSearchController& c, Csat& sat, ByReference& by_refere
     for (; e < sat.missense_list.size(); ++e)
       all.push_back(sat.missense_list[e]);
     sat.missense_list.swap(all);
-    by_reference.followed.clear();
+    by_reference->followed.clear();
   }
   missense_entry* list = sat.missense_list.begin();
   std::reverse(list, sat.missense_list.end());
@@ -72,13 +72,12 @@ bool extend_seed(CSearchController& controller, Csat& sat, const char* first, co
   trim_Ns(sat);
   if (sat.score < min_score || static_cast<int32_t>(sat.normalized_length()) < min_length)
     return false;
-  ByReference none;
-  if (!by_reference)
-    by_reference = &none;
-  by_reference->forward_entries = forward;
-  if (!by_reference->followed.empty() && sat.num_edits() > Csat::SHORT_LIST)
-    return true;
-  list_in_order(controller, sat, *by_reference);
+  if (by_reference) {
+    by_reference->forward_entries = forward;
+    if (!by_reference->followed.empty() && sat.num_edits() > Csat::SHORT_LIST)
+      return true;
+  }
+  list_in_order(controller, sat, by_reference, forward);
   return true;
 }
 
@@ -385,7 +384,7 @@ class Pass {
     }
     // The paths referred to are this thread's: the list is made whole.
     if (!ahead.references.followed.empty())
-      list_in_order(c, *sat, ahead.references);
+      list_in_order(c, *sat, &ahead.references, ahead.references.forward_entries);
     sat->missense_list.shrink_to_fit();
     ahead.held += sat->missense_list.size();
     chunk.outcome[b - chunk.begin] = ACCEPTED;

@@ -204,7 +204,6 @@ void WalkedPaths::reset_for(uint64_t new_search, const char* new_origin)
 {
   if (search == new_search)
     return;
-  ++resets;
   search = new_search;
   origin = new_origin;
   recorded = 0;

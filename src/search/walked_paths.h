@@ -134,9 +134,6 @@ class WalkedPaths {
   // The paths belong to one search of one record, whose first residue is
   // origin, in one direction.
   void reset_for(uint64_t search, const char* origin);
-  // Counts the times the paths were begun anew, as a path is known by its
-  // number only until then.
-  uint64_t generation() const { return resets; }
 
   static constexpr uint32_t NONE = UINT32_MAX;
 
@@ -224,7 +221,6 @@ class WalkedPaths {
   uint32_t family_at(uint32_t point) const { return chunk(point / CHUNK).family; }
 
   uint64_t search = 0;
-  uint64_t resets = 0;
   const char* origin = nullptr;
   size_t recorded = 0;
   std::unordered_map<std::string, uint32_t> families;
