@@ -11,8 +11,13 @@ cd "$work" || exit 1
 # Records NAME:LENGTH of random residues with an imperfect repeat every 700
 # to 2,200 residues: 30 to 1,029 residues of a unit of 1 to 10, with 8%
 # substitutions, 1% insertions and 1% deletions, long enough for the walks of
-# later seeds to follow earlier ones; now and then 1 to 4 N's. Or NAME:RESIDUES
-# as given.
+# later seeds to follow earlier ones; now and then 1 to 4 N's. With a third
+# field, NAME:LENGTH:satellites, the random residues hold instead a satellite
+# array of 3 to 40 kb every 40 to 140 kb, across the stretches of seeds handed to the threads: (AC)n
+# with every seventh residue changed, where every seed at a change grows over
+# the whole array and the marks of these repeats are set only when read, or
+# (ATTCC)n with 10% substitutions, 1% insertions and 1% deletions. Or
+# NAME:RESIDUES as given.
 planted() {
   awk 'function r(n) { x = x * 16807 % 2147483647; return x % n }
     function put(c) { line = line c; n++; if (n % 70 == 0) { print line; line = "" } }
@@ -21,8 +26,20 @@ planted() {
       for (a = 1; a < ARGC; a++) {
         split(ARGV[a], f, ":"); print ">" f[1]; n = 0
         if (f[2] !~ /^[0-9]+$/) { print f[2]; continue }
+        satellite = f[3] ? 40000 + r(100000) : -1
         while (n < f[2]) {
+          if (satellite >= 0 && n >= satellite) {
+            kind = r(2); end = n + 3000 + r(37000); satellite = end + 40000 + r(100000)
+            for (i = 0; n < end; i++) {
+              if (kind == 0) { put(i % 7 == 6 ? "G" : substr("AC", i % 2 + 1, 1)); continue }
+              dice = r(100); c = substr("ATTCC", i % 5 + 1, 1)
+              if (dice < 10) put(substr("ACGT", r(4) + 1, 1))
+              else if (dice == 10) { put(c); put(substr("ACGT", r(4) + 1, 1)) }
+              else if (dice != 11) put(c)
+            }
+          }
           for (g = 700 + r(1500); g; g--) put(substr("ACGT", r(4) + 1, 1))
+          if (satellite >= 0) continue
           u = 1 + r(10); copies = 30 + r(1000)
           for (k = 1; k <= u; k++) unit[k] = substr("ACGT", r(4) + 1, 1)
           for (i = 0; i < copies; i++) {
@@ -40,23 +57,35 @@ planted() {
 records=("long satellite-rich record:300000")
 for i in {0..11}; do records+=("short $i:$((500 + i * 1700))"); done
 planted "${records[@]}" "only N:NNNNNNNNNN" "tiny:ACGTA" "after:3000" > in.fa
+planted "satellite arrays:700000:satellites" > satellites.fa
+# An invalid line after records searched side by side.
+planted "${records[@]:1}" "invalid:ACGTJ" > invalid.fa
 
-for options in "" "-M extendExact --outputFormat 3" "-M exact --maskX -u 2" \
-  "--outputFormat 2 --maskLower -U 14 -R 20 --lastSeq 9"; do
+# same_bytes INPUT STATUS NAME OPTIONS: report, masked file, console and
+# status are the same bytes on 1, 2, 3 and 7 threads; on one thread the
+# status is STATUS and the report holds the record NAME.
+same_bytes() {
   for threads in 1 2 3 7; do
-    rm -f in.fa.masked
+    rm -f "$1.masked"
     # shellcheck disable=SC2086
-    ZERLAN_THREADS=$threads "$ZERLAN" $options in.fa report > out 2> err
+    ZERLAN_THREADS=$threads "$ZERLAN" $4 "$1" report > out 2> err
     echo "status $?" >> err
     sed -Ei 's/^[0-9]{2,}\.[0-9]{2}\.[0-9]{2} - #/TT.TT.TT - #/' err
-    cat out err report in.fa.masked > "$threads.all" 2> /dev/null
-    if [ "$threads" = 1 ] && ! grep -q '^status 0$' err || ! grep -q long report; then
-      echo "FAILED: no report of the long record with options \"$options\""
+    cat out err report "$1.masked" > "$threads.all" 2> /dev/null
+    if [ "$threads" = 1 ] && { ! grep -q "^status $2$" err || ! grep -q "$3" report; }; then
+      echo "FAILED: $1 with options \"$4\": not status $2, or no report of $3"
       failed=$((failed + 1))
     elif ! cmp -s 1.all "$threads.all"; then
-      echo "FAILED: $threads threads differ from 1 with options \"$options\": $(diff 1.all "$threads.all" | head -5)"
+      echo "FAILED: $1 on $threads threads differs from 1 with options \"$4\": $(diff 1.all "$threads.all" | head -5)"
       failed=$((failed + 1))
     fi
   done
+}
+for options in "" "-M extendExact --outputFormat 3" "-M exact --maskX -u 2" \
+  "--outputFormat 2 --maskLower -U 14 -R 20 --lastSeq 9"; do
+  same_bytes in.fa 0 long "$options"
 done
+same_bytes satellites.fa 0 satellite ""
+same_bytes satellites.fa 0 satellite "-M extendExact --outputFormat 3 --maskLower"
+same_bytes invalid.fa 231 "^>short 11$" "-M extendExact"
 finish
