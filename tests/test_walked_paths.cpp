@@ -142,6 +142,15 @@ TEST(DeferredMarks, AreThoseOfCoveringEachRecordAtOnce)
         for (ptrdiff_t i = static_cast<ptrdiff_t>(b) - 1; i < static_cast<ptrdiff_t>(b + 40); ++i)
           ASSERT_EQ(deferred.is_free(i), at_once.is_free(i)) << "unit " << u << " seed " << b << " residue " << i;
       }
+      // A repeat covered at once inside the deferred ones splits them; a
+      // read in its residues settles the deferred ones after it.
+      Csat inner;
+      inner.init(s + 1000, s + 1000 + u);
+      inner.sat_end = s + 1050;
+      deferred.cover(inner, {});
+      at_once.cover(1000, 1050);
+      for (ptrdiff_t i = 1010; i < 1400; ++i)
+        ASSERT_EQ(deferred.is_free(i), at_once.is_free(i)) << "unit " << u << " residue " << i;
       deferred.settle_all();
       for (size_t i = 0; i < text.size(); ++i)
         ASSERT_EQ(set_later.is_free(static_cast<ptrdiff_t>(i)), at_once.is_free(static_cast<ptrdiff_t>(i)))
