@@ -76,10 +76,11 @@ void Output::write(std::string_view text)
 
 void Output::finish(Index index)
 {
-  const int closed = bgzf_close(file_);
-  file_ = nullptr;
-  if (closed != 0)
+  // On a failed flush bgzf_close returns early and keeps the handle: it
+  // stays in file_ until the process ends.
+  if (bgzf_close(file_) != 0)
     fail(cannot_write, "cannot write " + path_ + ": " + system_error());
+  file_ = nullptr;
   if (temporary_.empty())
     return;
 
