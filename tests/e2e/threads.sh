@@ -57,7 +57,7 @@ planted() {
 records=("long satellite-rich record:300000")
 for i in {0..11}; do records+=("short $i:$((500 + i * 1700))"); done
 planted "${records[@]}" "only N:NNNNNNNNNN" "tiny:ACGTA" "after:3000" > in.fa
-planted "satellite arrays:700000:satellites" > satellites.fa
+planted "satellite arrays:400000:satellites" > satellites.fa
 # An invalid line after records searched side by side.
 planted "${records[@]:1}" "invalid:ACGTJ" > invalid.fa
 
