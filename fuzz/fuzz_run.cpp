@@ -5,7 +5,7 @@
 
 #include "fuzz/fuzz_util.h"
 #include "main/run.h"
-#include "search/CSearchController.h"
+#include "search/record_search.h"
 
 #include <cstdint>
 #include <string>
@@ -42,6 +42,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
   run_zerlan(static_cast<int>(words.size()), argv.data());
   // The thresholds depend on the options; the next run builds its own.
-  CSearchController::release_tables();
+  RecordSearch::release_tables();
   return 0;
 }

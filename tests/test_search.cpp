@@ -1,9 +1,9 @@
 // The imperfect extension in both directions and the overlap filter: the two
 // places where a wrong tie or bound changes results only in rare inputs.
 
-#include "search/CSearchController.h"
-#include "search/period_runs.h"
-#include "settings/global-types-and-parameters.h"
+#include "search/record_search.h"
+#include "search/speedups/period_runs.h"
+#include "settings/settings.h"
 
 #include <gtest/gtest.h>
 
@@ -66,11 +66,11 @@ TEST_P(ImperfectExtension, ForwardAndMirroredBackward)
     const size_t n = text.size();
     if (backward)
       text.assign(text.rbegin(), text.rend());
-    CSequence_Mol seq;
+    FastaRecord seq;
     seq.residues.assign(text.data(), static_cast<uint32_t>(n));
     const char* s = seq.residues.data();
-    CSearchController ctl(1, seq);
-    Csat* sat = sat_alloc.get_new(s + (backward ? n - 3 : 0), s + (backward ? n : 3));
+    RecordSearch ctl(1, seq);
+    Repeat* sat = repeat_pool.get_new(s + (backward ? n - 3 : 0), s + (backward ? n : 3));
     Edits expected = c.edits;
     if (backward) {
       ctl.extend_imperfect_backward(*sat, s - 1);
@@ -91,7 +91,7 @@ TEST_P(ImperfectExtension, ForwardAndMirroredBackward)
         << (backward ? "backward" : "forward");
     EXPECT_EQ(got, expected) << (backward ? "backward" : "forward");
     EXPECT_EQ(std::vector<unsigned>(counts, counts + 3), std::vector<unsigned>(expected_counts, expected_counts + 3));
-    sat_alloc.push_back(sat);
+    repeat_pool.push_back(sat);
   }
   init_param();
 }
@@ -117,16 +117,16 @@ TEST(RemoveHidden, KeepsTheHigherScoreOfMostlyOverlappingRepeats)
       {"scan goes on after a removal", {{0, 30, 3, 5}, {5, 20, 5, 10}, {10, 20, 2, 20}}, {2}},
       {"filter off", {{0, 30, 3, 10}, {5, 20, 5, 5}}, {0, 1}},
   };
-  CSequence_Mol seq;
+  FastaRecord seq;
   seq.residues.assign(std::string(60, 'A').c_str());
   const char* s = seq.residues.data();
   for (const Case& c : cases) {
     init_param();
     global_remove_mostly_hidden = std::string(c.label) != "filter off";
-    CSearchController ctl(1, seq);
-    std::vector<Csat*> made, kept;
+    RecordSearch ctl(1, seq);
+    std::vector<Repeat*> made, kept;
     for (const auto& [begin, end, unit, score] : c.records) {
-      made.push_back(sat_alloc.get_new(s + begin, s + begin + unit));
+      made.push_back(repeat_pool.get_new(s + begin, s + begin + unit));
       made.back()->sat_end = s + end;
       made.back()->score = score;
       ctl.imperfect_sats.sats.push_back(made.back());
@@ -134,7 +134,7 @@ TEST(RemoveHidden, KeepsTheHigherScoreOfMostlyOverlappingRepeats)
     for (size_t i : c.kept)
       kept.push_back(made[i]);
     ctl.remove_hidden(ctl.imperfect_sats);
-    EXPECT_EQ(std::vector<Csat*>(ctl.imperfect_sats.sats.begin(), ctl.imperfect_sats.sats.end()), kept) << c.label;
+    EXPECT_EQ(std::vector<Repeat*>(ctl.imperfect_sats.sats.begin(), ctl.imperfect_sats.sats.end()), kept) << c.label;
   }
   init_param();
 }

@@ -6,10 +6,10 @@
 // its walk is its own or follows others, and with its list or without.
 
 #include "main/console.h"
-#include "search/CSearchController.h"
-#include "search/deferred_marks.h"
-#include "search/seed_filter.h"
-#include "settings/global-types-and-parameters.h"
+#include "search/record_search.h"
+#include "search/speedups/deferred_marks.h"
+#include "search/speedups/seed_filter.h"
+#include "settings/settings.h"
 
 #include <gtest/gtest.h>
 
@@ -49,7 +49,7 @@ std::string array(bool attcc, size_t length)
   return s;
 }
 
-std::string describe(const Csat& r, const char* s, bool with_list = true)
+std::string describe(const Repeat& r, const char* s, bool with_list = true)
 {
   std::string d = std::to_string(r.sat_begin - s) + "-" + std::to_string(r.sat_end - s) + " phases " +
                   std::to_string(r.unit_phase_left - s) + "," + std::to_string(r.unit_phase_right - s) + " score " +
@@ -68,15 +68,15 @@ TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
     for (int prefer_longer : {1, 0}) {
       init_param();
       update_report_time();
-      CSequence_Mol seq;
+      FastaRecord seq;
       const std::string text = array(attcc, 1500);
       seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
       const char* s = seq.residues.data();
       const char* end = s + seq.residues.size();
-      CSearchController shared(1, seq);
+      RecordSearch shared(1, seq);
       for (size_t u : {2u, 5u, 7u, 10u}) {
         for (size_t b = 300; b + u < 1800; b += 11) {
-          Csat followed, own, counted;
+          Repeat followed, own, counted;
           global_prefer_longer_repeat = prefer_longer;
           followed.init(s + b, s + b + u);
           shared.extend_imperfect_forward(followed, end);
@@ -87,7 +87,7 @@ TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
           shared.extend_imperfect_forward(counted, end);
           shared.extend_imperfect_backward(counted, s - 1);
           global_maximum_scorereduction = SCOREREDUCTION_UNLIMITED - 1;
-          CSearchController alone(2, seq);
+          RecordSearch alone(2, seq);
           own.init(s + b, s + b + u);
           alone.extend_imperfect_forward(own, end);
           alone.extend_imperfect_backward(own, s - 1);
@@ -110,19 +110,19 @@ TEST(DeferredMarks, AreThoseOfCoveringEachRecordAtOnce)
   for (bool attcc : {true, false}) {
     init_param();
     update_report_time();
-    CSequence_Mol seq;
+    FastaRecord seq;
     const std::string text = array(attcc, 3000);
     seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
     const char* s = seq.residues.data();
     const char* end = s + seq.residues.size();
-    CSearchController c(1, seq);
-    CAnchorSeq set_later(seq), at_once(seq);
+    RecordSearch c(1, seq);
+    SearchMarks set_later(seq), at_once(seq);
     DeferredMarks deferred(set_later, c.search_id, s);
     std::vector<FollowedEdits> followed;
     size_t by_reference = 0;
     for (size_t u : {5u, 7u}) {
       for (size_t b = 300; b + u < 3300; b += 3) {
-        Csat sat, whole;
+        Repeat sat, whole;
         sat.init(s + b, s + b + u);
         followed.clear();
         c.extend_imperfect_forward(sat, end, &followed);
@@ -169,7 +169,7 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
     global_indel_score = sc.indel;
     global_prefer_longer_repeat = sc.prefer_longer;
     global_maximum_scorereduction = sc.reduction;
-    CSequence_Mol seq;
+    FastaRecord seq;
     // First, after random residues, a seed ACGT that reads CGT exactly
     // before it and then, past one mismatch, GTACGT: it reaches 4 only
     // through what it gains backward.
@@ -180,7 +180,7 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
     seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
     const char* s = seq.residues.data();
     const char* end = s + seq.residues.size();
-    CSearchController c(1, seq);
+    RecordSearch c(1, seq);
     size_t seeds = 0, turned_away = 0;
     for (uint32_t u = 1; u <= 10; ++u) {
       for (int32_t min_score : {4, 5, 6, 10, 14}) {
@@ -191,7 +191,7 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
           seeds += min_score == 6 && b < 300;
           if (!filter.falls_short(s + b))
             continue;
-          Csat sat;
+          Repeat sat;
           sat.init(s + b, s + b + u);
           c.extend_imperfect_forward(sat, end);
           c.extend_imperfect_backward(sat, s - 1);

@@ -1,5 +1,5 @@
-#ifndef CONSOLE_H
-#define CONSOLE_H
+#ifndef MAIN_CONSOLE_H
+#define MAIN_CONSOLE_H
 
 #include <cstdio>
 #include <ctime>
@@ -10,11 +10,6 @@
 extern time_t time_analysis_started;   // zero point of the elapsed time
 extern time_t time_next_status_report; // a timed progress line is due after this
 
-void general_PrintMessage(FILE* out, const char* a);
-void general_PrintMessage(FILE* out, const char* a, const char* b);
-void general_PrintMessage(FILE* out, const char* a, const char* b, const char* c);
-void general_PrintMessage(FILE* out, const char* a, const char* b, const char* c, const char* d);
-void general_PrintMessage(FILE* out, const char* a, const char* b, const char* c, const char* d, const char* e);
 void PrintMessage(FILE* out, const char* a);
 void PrintMessage(FILE* out, const char* a, const char* b);
 void PrintMessage(FILE* out, const char* a, const char* b, const char* c);

@@ -5,10 +5,10 @@
 
 #include "main/console.h"
 #include "report/output_formats.h"
-#include "search/CSearchController.h"
-#include "sequence/CFile.h"
-#include "sequence/CSequence_Mol.h"
-#include "settings/global-types-and-parameters.h"
+#include "search/record_search.h"
+#include "sequence/buffered_reader.h"
+#include "sequence/fasta_record.h"
+#include "settings/settings.h"
 #include "settings/number2cstring.h"
 
 #include <atomic>
@@ -48,8 +48,8 @@ bool write_failed(FILE* f, const char* name, bool closing = false)
   if (!failed)
     return false;
   const char* reason = std::strerror(errno ? errno : EIO);
-  general_PrintMessage(stderr, "Sorry! Failed to write to \n   \"", name, "\"\n");
-  general_PrintMessage(stderr, "(", reason, "). The output is incomplete.\n");
+  PrintMessage(stderr, "Sorry! Failed to write to \n   \"", name, "\"\n");
+  PrintMessage(stderr, "(", reason, "). The output is incomplete.\n");
   good_bye_on_error(ERROR_WRITE);
   return true;
 }
@@ -58,10 +58,10 @@ bool write_failed(FILE* f, const char* name, bool closing = false)
 // then reported and masked in input order.
 struct RecordJob {
   unsigned int number = 0;
-  CSequence_Mol* record = nullptr;
-  std::unique_ptr<CSequence_Mol> seq; // owns the record while it is searched on the pool
-  std::unique_ptr<CSearchController> controller;
-  CsatContainer* found = nullptr;
+  FastaRecord* record = nullptr;
+  std::unique_ptr<FastaRecord> seq; // owns the record while it is searched on the pool
+  std::unique_ptr<RecordSearch> controller;
+  RepeatList* found = nullptr;
   // Searched on the reading thread, which wrote the record's progress line
   // and the search's messages as it went.
   bool searched_here = false;
@@ -70,10 +70,10 @@ struct RecordJob {
 
 // The search of the chosen mode and the filters; returns the container that
 // is reported and masked.
-CsatContainer& search_record(CSearchController& controller)
+RepeatList& search_record(RecordSearch& controller)
 {
   if (global_search_mode == 0) {
-    controller.exact_search_2();
+    controller.exact_search();
     controller.remove_hidden(controller.exact_sats);
     return controller.exact_sats;
   }
@@ -96,12 +96,12 @@ CsatContainer& search_record(CSearchController& controller)
 // them. False when a write failed (the message is out).
 bool report_record(RecordJob& job, FILE* out, const char* out_name, FILE* masked, const std::string& masked_name)
 {
-  CSequence_Mol& seq = *job.record;
+  FastaRecord& seq = *job.record;
   if (!job.searched_here) {
     report_status(job.number, seq.name.c_str(), global_min_unit_length, 'r');
     update_report_time();
     if (global_search_mode == 1)
-      general_PrintMessage(stderr, "  Searching for exact repeats.\n", "  Extend exact to imperfect repeats.\n");
+      PrintMessage(stderr, "  Searching for exact repeats.\n", "  Extend exact to imperfect repeats.\n");
   }
   report_SATList(out, job.found->sats, seq);
   if (write_failed(out, out_name))
@@ -109,7 +109,7 @@ bool report_record(RecordJob& job, FILE* out, const char* out_name, FILE* masked
   if (masked) {
     // Masking follows the report, so reported sequences are never masked.
     char* residues = seq.residues.data();
-    for (const Csat* sat : job.found->sats) {
+    for (const Repeat* sat : job.found->sats) {
       char* end = residues + (sat->sat_end - residues);
       for (char* p = residues + (sat->sat_begin - residues); p != end; ++p)
         *p = global_mask_lower ? static_cast<char>(std::tolower(static_cast<unsigned char>(*p))) : 'X';
@@ -125,8 +125,8 @@ bool report_record(RecordJob& job, FILE* out, const char* out_name, FILE* masked
 
 int run_zerlan(int argc, char** argv)
 {
-  CSequence_Mol seq;
-  CFile in;
+  FastaRecord seq;
+  BufferedReader in;
   FILE* out = stdout;
   FILE* masked = nullptr;
   StreamCloser close_out{out}, close_masked{masked};
@@ -142,7 +142,7 @@ int run_zerlan(int argc, char** argv)
 
   in.ffopen(global_input_filename);
   if (in.fail()) {
-    general_PrintMessage(stderr, "Sorry! The input file \n   \"", global_input_filename.c_str(),
+    PrintMessage(stderr, "Sorry! The input file \n   \"", global_input_filename.c_str(),
                          "\"\ncould not be opened. I guess it does not exist.\n");
     good_bye_on_error(-101);
     return -101;
@@ -150,7 +150,7 @@ int run_zerlan(int argc, char** argv)
   if (!global_output_filename.empty()) {
     out = std::fopen(global_output_filename.c_str(), "w");
     if (!out) {
-      general_PrintMessage(stderr, "Sorry! Failed to open file\n   \"", global_output_filename.c_str(),
+      PrintMessage(stderr, "Sorry! Failed to open file\n   \"", global_output_filename.c_str(),
                            "\"\nas output file.\n");
       good_bye_on_error(-102);
       return -102;
@@ -160,7 +160,7 @@ int run_zerlan(int argc, char** argv)
 
   creator_message(stderr, "");
   print_search_parameters(stderr, "");
-  general_PrintMessage(stderr, "\n\nSearch progress:\n\nTime     - SeqNr - PatLen - Seq-Name\n",
+  PrintMessage(stderr, "\n\nSearch progress:\n\nTime     - SeqNr - PatLen - Seq-Name\n",
                        "------------------------------------------------------------------------\n");
   creator_message(out, "# ");
   print_search_parameters(out, "# ");
@@ -175,7 +175,7 @@ int run_zerlan(int argc, char** argv)
     // the run ends here, like a failure to open the output file.
     masked = std::fopen(masked_name.c_str(), "w");
     if (!masked) {
-      general_PrintMessage(stderr, "Sorry! Failed to open file\n   \"", masked_name.c_str(),
+      PrintMessage(stderr, "Sorry! Failed to open file\n   \"", masked_name.c_str(),
                            "\"\nfor the masked sequences.\n");
       good_bye_on_error(ERROR_MASKED_FILE_OPEN);
       return ERROR_MASKED_FILE_OPEN;
@@ -186,13 +186,13 @@ int run_zerlan(int argc, char** argv)
   // With several threads, short records are searched on the pool while the
   // next ones are read, up to a bounded number of residues per thread; a
   // long record is searched alone, with all threads walking its seeds.
-  CThreadPool pool(global_threads);
+  ThreadPool pool(global_threads);
   const bool parallel = pool.size() > 1;
   const size_t short_record = 256 * 1024;
   const size_t in_flight_residues_max = pool.size() * 1024 * 1024;
   const size_t in_flight_records_max = 4 * pool.size();
   std::deque<std::unique_ptr<RecordJob>> in_flight;
-  std::vector<std::unique_ptr<CSequence_Mol>> idle_records;
+  std::vector<std::unique_ptr<FastaRecord>> idle_records;
   size_t in_flight_residues = 0;
 
   // Reports the oldest record in flight once its search has ended.
@@ -216,10 +216,10 @@ int run_zerlan(int argc, char** argv)
   seq.residues.reserve(10000000);
   unsigned int record_number = 0;
   while (!in.eof()) {
-    CSequence_Mol* record = &seq;
+    FastaRecord* record = &seq;
     if (parallel) {
       if (idle_records.empty())
-        idle_records.push_back(std::make_unique<CSequence_Mol>());
+        idle_records.push_back(std::make_unique<FastaRecord>());
       record = idle_records.back().get();
     }
     if (global_gaps_to_Ns)
@@ -231,9 +231,9 @@ int run_zerlan(int argc, char** argv)
     if (read_failed && !report_all())
       return ERROR_WRITE;
     if (record->too_long) {
-      general_PrintMessage(stderr, "Sorry! A sequence in the input file is longer than ",
-                           number2str(CSequence_Mol::max_length), " characters,\n");
-      general_PrintMessage(stderr, "the longest Zerlan can handle. File position: line ",
+      PrintMessage(stderr, "Sorry! A sequence in the input file is longer than ",
+                           number2str(FastaRecord::max_length), " characters,\n");
+      PrintMessage(stderr, "the longest Zerlan can handle. File position: line ",
                            number2str(in.line_number()), "\n");
       good_bye_on_error(ERROR_RECORD_TOO_LONG);
       return ERROR_RECORD_TOO_LONG;
@@ -241,16 +241,16 @@ int run_zerlan(int argc, char** argv)
     // The input ended on a decompression or read error: the last record may
     // be cut short, so it is not reported as if it were complete.
     if (!in.read_error().empty()) {
-      general_PrintMessage(stderr, "Sorry! The input file \n   \"", global_input_filename.c_str(),
+      PrintMessage(stderr, "Sorry! The input file \n   \"", global_input_filename.c_str(),
                            "\"\ncould not be read completely: ");
-      general_PrintMessage(stderr, in.read_error().c_str(), "\n");
+      PrintMessage(stderr, in.read_error().c_str(), "\n");
       good_bye_on_error(ERROR_INPUT_READ);
       return ERROR_INPUT_READ;
     }
     if (in.fail() && !in.eof()) {
-      general_PrintMessage(stderr, "\n\n", "An error occurred while reading the input file. It might not be a "
+      PrintMessage(stderr, "\n\n", "An error occurred while reading the input file. It might not be a "
                                            "valid fasta file.\n");
-      general_PrintMessage(stderr, "File position: line ", number2str(in.line_number()), "\n");
+      PrintMessage(stderr, "File position: line ", number2str(in.line_number()), "\n");
       return -25;
     }
     ++record_number;
@@ -259,7 +259,7 @@ int run_zerlan(int argc, char** argv)
       continue;
 
     const size_t residues = record->residues.size();
-    if (parallel && residues < short_record && CSearchController::tables_cover(residues)) {
+    if (parallel && residues < short_record && RecordSearch::tables_cover(residues)) {
       auto job = std::make_unique<RecordJob>();
       job->number = record_number;
       job->seq = std::move(idle_records.back());
@@ -270,7 +270,7 @@ int run_zerlan(int argc, char** argv)
       in_flight_residues += residues;
       pool.submit([j] {
         auto done = at_end([j] { j->searched = true; });
-        j->controller = std::make_unique<CSearchController>(j->number, *j->record);
+        j->controller = std::make_unique<RecordSearch>(j->number, *j->record);
         j->controller->console = false;
         j->found = &search_record(*j->controller);
       });
@@ -290,7 +290,7 @@ int run_zerlan(int argc, char** argv)
     job.searched_here = true;
     report_status(record_number, record->name.c_str(), global_min_unit_length, 'r');
     update_report_time();
-    job.controller = std::make_unique<CSearchController>(record_number, *record);
+    job.controller = std::make_unique<RecordSearch>(record_number, *record);
     job.controller->workers = parallel ? &pool : nullptr;
     job.found = &search_record(*job.controller);
     if (!report_record(job, out, out_name, masked, masked_name))

@@ -1,7 +1,7 @@
 #include "report/output_formats.h"
 
-#include "report/CDnaString.h"
-#include "settings/global-types-and-parameters.h"
+#include "report/unit_normal_form.h"
+#include "settings/settings.h"
 
 void print_output_format(FILE* out, const char* prefix)
 {
@@ -35,7 +35,7 @@ void print_output_format(FILE* out, const char* prefix)
   }
 }
 
-void report_SATList(FILE* out, const std::list<Csat*>& sats, CSequence_Mol& seq)
+void report_SATList(FILE* out, const std::list<Repeat*>& sats, FastaRecord& seq)
 {
   const int mode = global_print_sat_mode;
   const char* full_name = seq.full_name.c_str();
@@ -52,7 +52,7 @@ void report_SATList(FILE* out, const std::list<Csat*>& sats, CSequence_Mol& seq)
                  seq.input_length());
   }
 
-  for (Csat* sat : sats)
+  for (Repeat* sat : sats)
     sat->report_sat(out, seq, gap_position_counter);
 
   if (!global_VELTA_run) {
@@ -64,7 +64,7 @@ void report_SATList(FILE* out, const std::list<Csat*>& sats, CSequence_Mol& seq)
   std::fflush(out);
 }
 
-void Csat::print_repeat_name(FILE* out) const
+void Repeat::print_repeat_name(FILE* out) const
 {
   const int32_t length = static_cast<int32_t>(unit_length());
   if (length <= 6)
@@ -82,7 +82,7 @@ struct InputPositions {
   uint32_t start, end;
 };
 
-InputPositions map_to_input(const Csat& sat, const CSequence_Mol& seq, unsigned int& gap_counter)
+InputPositions map_to_input(const Repeat& sat, const FastaRecord& seq, unsigned int& gap_counter)
 {
   const char* first = seq.residues.data();
   const uint32_t n = seq.removed_pos.size();
@@ -103,7 +103,7 @@ InputPositions map_to_input(const Csat& sat, const CSequence_Mol& seq, unsigned 
 
 // Three rows: residues, match markers and the unit characters aligned with
 // them, walking the repeat together with its sorted missense list.
-void print_alignment(FILE* out, const Csat& sat, const char* left_flank, const char* right_flank)
+void print_alignment(FILE* out, const Repeat& sat, const char* left_flank, const char* right_flank)
 {
   const uint32_t size = sat.length() + sat.num_insertions + sat.num_deletions + 2 * global_flanking + 2;
   faststring top, middle, bottom;
@@ -171,12 +171,12 @@ void print_alignment(FILE* out, const Csat& sat, const char* left_flank, const c
 
 } // namespace
 
-void Csat::report_sat(FILE* out, CSequence_Mol& seq, unsigned int& gap_position_counter)
+void Repeat::report_sat(FILE* out, FastaRecord& seq, unsigned int& gap_position_counter)
 {
   const float perf = perfection();
   if (global_min_perfection > perf || perf > global_max_perfection)
     return;
-  CDnaString unit_text;
+  UnitText unit_text;
   if (!unit_normal_form(*this, unit_text))
     return;
   const char* unit = unit_text.c_str();

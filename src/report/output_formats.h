@@ -1,8 +1,8 @@
-#ifndef OUTPUT_FORMATS_H
-#define OUTPUT_FORMATS_H
+#ifndef REPORT_OUTPUT_FORMATS_H
+#define REPORT_OUTPUT_FORMATS_H
 
-#include "report/Csat.h"
-#include "sequence/CSequence_Mol.h"
+#include "report/repeat.h"
+#include "sequence/fasta_record.h"
 
 #include <cstdio>
 #include <list>
@@ -13,6 +13,6 @@ void print_output_format(FILE* out, const char* prefix);
 
 // One record's part of the report: header, one entry per repeat (in list
 // order, which must be ascending by begin) and footer; flushes out.
-void report_SATList(FILE* out, const std::list<Csat*>& sats, CSequence_Mol& seq);
+void report_SATList(FILE* out, const std::list<Repeat*>& sats, FastaRecord& seq);
 
 #endif

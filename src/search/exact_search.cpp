@@ -1,8 +1,8 @@
-#include "search/CSearchController.h"
+#include "search/record_search.h"
 
-#include "settings/global-types-and-parameters.h"
+#include "settings/settings.h"
 
-#include "search/period_runs.h"
+#include "search/speedups/period_runs.h"
 #include "search/unit_walk.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 // repeat its unit exactly. A run of up to global_Ns_allowed_in_a_row N's is
 // passed with score 0 (unless N's count as mismatches); N's left at either
 // end are trimmed afterwards. The seed unit itself scores nothing.
-void extend_exact(Csat& sat, const char* begin, const char* end)
+void extend_exact(Repeat& sat, const char* begin, const char* end)
 {
   const uint32_t allowed = static_cast<uint32_t>(global_Ns_allowed_in_a_row);
   const bool pass_Ns = allowed != 0 && !global_treat_Ns_as_missense;
@@ -28,9 +28,9 @@ void extend_exact(Csat& sat, const char* begin, const char* end)
   trim_Ns(sat);
 }
 
-void CSearchController::exact_search_2()
+void RecordSearch::exact_search()
 {
-  find_exact_repeats([this](Csat* sat) {
+  find_exact_repeats([this](Repeat* sat) {
     exact_sats.sats.push_back(sat);
     return true;
   });
@@ -40,18 +40,18 @@ void CSearchController::exact_search_2()
 // The exact search proper: hands every repeat that passes the active
 // thresholds to take, in the order found, and keeps the record for the next
 // window unless take keeps it.
-void CSearchController::find_exact_repeats(const std::function<bool(Csat*)>& take)
+void RecordSearch::find_exact_repeats(const std::function<bool(Repeat*)>& take)
 {
   const uint32_t n = seq.residues.size();
   if (n == 0)
     return;
   const char* s = seq.residues.data();
   const char* s_end = s + n;
-  CAnchorSeq marks(seq);
-  Csat* spare = nullptr;
+  SearchMarks marks(seq);
+  Repeat* spare = nullptr;
   auto take_spare = [&](const char* b, const char* e) {
     if (!spare)
-      spare = sat_alloc.get_new(b, e);
+      spare = repeat_pool.get_new(b, e);
     else
       spare->init(b, e);
     return spare;
@@ -86,7 +86,7 @@ void CSearchController::find_exact_repeats(const std::function<bool(Csat*)>& tak
       }
       while (p + 1 < n && p + 1 <= x1) {
         progress(p, 1);
-        Csat* sat = take_spare(s + p, s + p + 1);
+        Repeat* sat = take_spare(s + p, s + p + 1);
         extend_exact(*sat, s, s_end);
         if (passes_active_thresholds(*sat)) {
           p = static_cast<size_t>(sat->sat_end - s) - 1;
@@ -123,7 +123,7 @@ void CSearchController::find_exact_repeats(const std::function<bool(Csat*)>& tak
         if (one_residue)
           continue; // such stretches belong to unit length 1
 
-        Csat* sat = take_spare(ws, ws + k);
+        Repeat* sat = take_spare(ws, ws + k);
         extend_exact(*sat, s, s_end);
         if (!passes_active_thresholds(*sat))
           continue;
@@ -145,5 +145,5 @@ void CSearchController::find_exact_repeats(const std::function<bool(Csat*)>& tak
   }
 
   if (spare)
-    sat_alloc.push_back(spare);
+    repeat_pool.push_back(spare);
 }

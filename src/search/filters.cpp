@@ -1,19 +1,19 @@
-#include "search/CSearchController.h"
+#include "search/record_search.h"
 
-#include "search/hidden.h"
-#include "settings/global-types-and-parameters.h"
+#include "search/overlap_filter.h"
+#include "settings/settings.h"
 
 #include <iterator>
 #include <vector>
 
-void CSearchController::remove_hidden(CsatContainer& container)
+void RecordSearch::remove_hidden(RepeatList& container)
 {
   if (!global_remove_mostly_hidden)
     return;
-  const std::vector<Csat*> list(container.sats.begin(), container.sats.end());
+  const std::vector<Repeat*> list(container.sats.begin(), container.sats.end());
   const char* first = seq.residues.data();
   const std::vector<bool> hidden = mostly_hidden(list.size(), [&](size_t i) {
-    const Csat& r = *list[i];
+    const Repeat& r = *list[i];
     return Span{static_cast<size_t>(r.sat_begin - first), static_cast<size_t>(r.sat_end - first), r.unit_length(),
                 r.score};
   });
@@ -22,7 +22,7 @@ void CSearchController::remove_hidden(CsatContainer& container)
     it = hidden[i] ? container.remove(it) : std::next(it);
 }
 
-void CSearchController::filter_perfection(CsatContainer& container)
+void RecordSearch::filter_perfection(RepeatList& container)
 {
   if (global_min_perfection <= 0.0f && global_max_perfection >= 100.0f)
     return;

@@ -1,8 +1,8 @@
-#include "search/CSearchController.h"
+#include "search/record_search.h"
 
 #include "search/unit_walk.h"
-#include "search/walked_paths.h"
-#include "settings/global-types-and-parameters.h"
+#include "search/speedups/walked_paths.h"
+#include "settings/settings.h"
 
 #include <algorithm>
 
@@ -97,9 +97,9 @@ struct LookAhead {
 // their number is kept, and a long extension costs no copying.
 class BestState {
  public:
-  BestState(const Csat& sat, std::vector<FollowedEdits>* followed) : followed(followed) { save(sat); }
+  BestState(const Repeat& sat, std::vector<FollowedEdits>* followed) : followed(followed) { save(sat); }
 
-  void save(const Csat& sat)
+  void save(const Repeat& sat)
   {
     sat_begin = sat.sat_begin;
     sat_end = sat.sat_end;
@@ -117,7 +117,7 @@ class BestState {
     }
   }
 
-  void restore(Csat& sat) const
+  void restore(Repeat& sat) const
   {
     sat.sat_begin = sat_begin;
     sat.sat_end = sat_end;
@@ -148,7 +148,7 @@ class BestState {
 };
 
 template <int Dir>
-void extend(Csat& sat, const char* bound, uint64_t search, const char* origin, std::vector<FollowedEdits>* followed)
+void extend(Repeat& sat, const char* bound, uint64_t search, const char* origin, std::vector<FollowedEdits>* followed)
 {
   const Scoring g;
   const int32_t unit_length = static_cast<int32_t>(sat.unit_length());
@@ -374,17 +374,17 @@ void extend(Csat& sat, const char* bound, uint64_t search, const char* origin, s
 
 } // namespace
 
-void CSearchController::extend_imperfect_forward(Csat& sat, const char* bound, std::vector<FollowedEdits>* followed)
+void RecordSearch::extend_imperfect_forward(Repeat& sat, const char* bound, std::vector<FollowedEdits>* followed)
 {
   extend<1>(sat, bound, search_id, seq.residues.data(), followed);
 }
 
-void CSearchController::extend_imperfect_backward(Csat& sat, const char* bound, std::vector<FollowedEdits>* followed)
+void RecordSearch::extend_imperfect_backward(Repeat& sat, const char* bound, std::vector<FollowedEdits>* followed)
 {
   extend<-1>(sat, bound, search_id, seq.residues.data(), followed);
 }
 
-int32_t CSearchController::extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos,
+int32_t RecordSearch::extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos,
                                                                const char* unit_begin, const char* unit_end,
                                                                int32_t score, int32_t unit_length, uint8_t depth,
                                                                const char* bound, int32_t best)
@@ -394,7 +394,7 @@ int32_t CSearchController::extend_imperfect_forward_leap_ahead(const char* pos, 
   return LookAhead<1>{g, unit_begin, unit_end, floor, bound}.run(pos, unit_pos, score, depth, best);
 }
 
-int32_t CSearchController::extend_imperfect_backward_leap_ahead(const char* pos, const char* unit_pos,
+int32_t RecordSearch::extend_imperfect_backward_leap_ahead(const char* pos, const char* unit_pos,
                                                                 const char* unit_begin, const char* unit_end,
                                                                 int32_t score, int32_t unit_length, uint8_t depth,
                                                                 const char* bound, int32_t best)

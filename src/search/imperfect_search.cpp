@@ -1,10 +1,10 @@
-#include "search/CSearchController.h"
+#include "search/record_search.h"
 
-#include "search/deferred_marks.h"
-#include "search/hidden.h"
-#include "search/seed_filter.h"
+#include "search/speedups/deferred_marks.h"
+#include "search/overlap_filter.h"
+#include "search/speedups/seed_filter.h"
 #include "search/unit_walk.h"
-#include "settings/global-types-and-parameters.h"
+#include "settings/settings.h"
 
 #include <algorithm>
 #include <atomic>
@@ -29,7 +29,7 @@ struct ByReference {
 // one position the deletions come first going forward and last going
 // backward. So the sorted list is the backward part reversed, then the
 // forward part.
-void list_in_order(const CSearchController& c, Csat& sat, ByReference* by_reference, uint32_t forward)
+void list_in_order(const RecordSearch& c, Repeat& sat, ByReference* by_reference, uint32_t forward)
 {
   if (by_reference && !by_reference->followed.empty()) {
     const char* s = c.seq.residues.data();
@@ -59,7 +59,7 @@ void list_in_order(const CSearchController& c, Csat& sat, ByReference* by_refere
 // record has more edits than a short list holds: then some may be left
 // there. The outcome depends on the sequence, the seed and the settings
 // only, so any thread may compute it ahead of its turn.
-bool extend_seed(CSearchController& controller, Csat& sat, const char* first, const char* last, int32_t min_score,
+bool extend_seed(RecordSearch& controller, Repeat& sat, const char* first, const char* last, int32_t min_score,
                  int32_t min_length, ByReference* by_reference = nullptr)
 {
   // Seeds come without a list.
@@ -74,7 +74,7 @@ bool extend_seed(CSearchController& controller, Csat& sat, const char* first, co
     return false;
   if (by_reference) {
     by_reference->forward_entries = forward;
-    if (!by_reference->followed.empty() && sat.num_edits() > Csat::SHORT_LIST)
+    if (!by_reference->followed.empty() && sat.num_edits() > Repeat::SHORT_LIST)
       return true;
   }
   list_in_order(controller, sat, by_reference, forward);
@@ -85,7 +85,7 @@ bool extend_seed(CSearchController& controller, Csat& sat, const char* first, co
 // the same, now with its list, when its seed is extended again: the seed
 // unit (sat as init leaves it), its exact extension in the exact-then-extend
 // mode, then the imperfect extension.
-void extend_again(CSearchController& controller, Csat& sat, const char* first, const char* last)
+void extend_again(RecordSearch& controller, Repeat& sat, const char* first, const char* last)
 {
   if (global_search_mode == 1)
     extend_exact(sat, first, last);
@@ -93,7 +93,7 @@ void extend_again(CSearchController& controller, Csat& sat, const char* first, c
 }
 
 // Whether the seed [b, b + u) is tried: the anchor rule on the marks around
-// it (CAnchorSeq::window_is_free), no N in the seed (next_N is the first N
+// it (SearchMarks::window_is_free), no N in the seed (next_N is the first N
 // at or after b), and, for units of two or more, not one residue repeated.
 template <typename Marks>
 bool seed_is_tried(const char* s, size_t b, size_t u, size_t next_N, Marks& marks)
@@ -111,7 +111,7 @@ bool seed_is_tried(const char* s, size_t b, size_t u, size_t next_N, Marks& mark
 // Covers the residues of an accepted repeat within [lo, hi), except where it
 // deviates from its unit: deviation positions stay seed candidates.
 template <typename Marks>
-void cover_repeat(const Csat& sat, const char* s, ptrdiff_t lo, ptrdiff_t hi, Marks& marks)
+void cover_repeat(const Repeat& sat, const char* s, ptrdiff_t lo, ptrdiff_t hi, Marks& marks)
 {
   const ptrdiff_t b = std::max<ptrdiff_t>(sat.sat_begin - s, lo), e = std::min<ptrdiff_t>(sat.sat_end - s, hi);
   if (b < e)
@@ -129,7 +129,7 @@ struct MarksCopy {
   std::vector<char> free;
 
   bool is_free(ptrdiff_t i) const { return free[static_cast<size_t>(i - lo)] != 0; }
-  bool window_is_free(size_t b, size_t e) const { return CAnchorSeq::anchored(*this, b, e); }
+  bool window_is_free(size_t b, size_t e) const { return SearchMarks::anchored(*this, b, e); }
   void cover(size_t b, size_t e) { std::fill_n(free.begin() + (static_cast<ptrdiff_t>(b) - lo), e - b, 0); }
   void free_at(size_t i) { free[static_cast<size_t>(static_cast<ptrdiff_t>(i) - lo)] = 1; }
 };
@@ -146,7 +146,7 @@ constexpr size_t MAX_HELD_ENTRIES = 1 << 16;
 struct Chunk {
   size_t begin = 0, end = 0;
   std::vector<uint8_t> outcome;  // per seed
-  std::vector<Csat*> accepted;   // records of the accepted seeds, in seed order
+  std::vector<Repeat*> accepted;   // records of the accepted seeds, in seed order
   std::atomic<int> state{0};     // 0 free, 1 claimed, 2 outcomes ready
   uint64_t copied_after = 0;     // the number of changes to the marks its copy holds
   bool complete = false;         // every seed tried, every accepted record held
@@ -156,10 +156,10 @@ struct Chunk {
 // One pass over the seeds of one unit length.
 class Pass {
  public:
-  Pass(CSearchController& c, size_t u, CAnchorSeq& marks, std::list<Csat*>& result)
+  Pass(RecordSearch& c, size_t u, SearchMarks& marks, std::list<Repeat*>& result)
       : c(c), u(u), marks(marks, c.search_id, c.seq.residues.data()), result(result), s(c.seq.residues.data()),
         n(c.seq.residues.size()),
-        min_score(CSearchController::minScores[u]), min_length(CSearchController::minLengths[u]),
+        min_score(RecordSearch::minScores[u]), min_length(RecordSearch::minLengths[u]),
         filter(s, s + n, static_cast<uint32_t>(u), min_score)
   {
   }
@@ -178,7 +178,7 @@ class Pass {
       run_in_parallel(seeds, size, threads);
     }
     if (spare)
-      sat_alloc.push_back(spare);
+      repeat_pool.push_back(spare);
     marks.settle_all();
   }
 
@@ -229,11 +229,11 @@ class Pass {
           take_all(chunk);
         else
           walk(chunk.begin, chunk.end, &chunk);
-        for (Csat* unused : chunk.accepted)
+        for (Repeat* unused : chunk.accepted)
           if (unused)
-            sat_alloc.push_back(unused);
+            repeat_pool.push_back(unused);
         std::vector<uint8_t>().swap(chunk.outcome);
-        std::vector<Csat*>().swap(chunk.accepted);
+        std::vector<Repeat*>().swap(chunk.accepted);
       }
       submit_up_to(i + 1 + ahead);
     }
@@ -252,18 +252,18 @@ class Pass {
       if (!seed_is_tried(s, b, u, next_N, marks))
         continue;
       const uint8_t outcome = chunk && b - b0 < chunk->outcome.size() ? chunk->outcome[b - b0] : uint8_t(UNTRIED);
-      Csat* sat;
+      Repeat* sat;
       if (outcome == FAILED)
         continue;
       if (outcome == ACCEPTED) {
         while (chunk->accepted[next_accepted]->unit_begin != s + b) {
-          sat_alloc.push_back(chunk->accepted[next_accepted]);
+          repeat_pool.push_back(chunk->accepted[next_accepted]);
           chunk->accepted[next_accepted++] = nullptr;
         }
         sat = chunk->accepted[next_accepted];
         chunk->accepted[next_accepted++] = nullptr;
       } else {
-        sat = spare ? spare : sat_alloc.get_new(s + b, s + b + u);
+        sat = spare ? spare : repeat_pool.get_new(s + b, s + b + u);
         sat->init(s + b, s + b + u);
         spare = sat;
         if (!extend(*sat, filter, by_reference))
@@ -279,7 +279,7 @@ class Pass {
   // Covers an accepted repeat, found by the walk of seeds up to b1, in the
   // marks and adds it to the result. Changes that reach beyond b1 are noted
   // for the chunks there.
-  void commit(Csat* sat, size_t b1, const std::vector<FollowedEdits>& followed)
+  void commit(Repeat* sat, size_t b1, const std::vector<FollowedEdits>& followed)
   {
     {
       std::lock_guard<std::mutex> hold(marks.guard);
@@ -308,7 +308,7 @@ class Pass {
   // those the worker accepted.
   void take_all(Chunk& chunk)
   {
-    for (Csat*& sat : chunk.accepted) {
+    for (Repeat*& sat : chunk.accepted) {
       commit(sat, chunk.end, {});
       sat = nullptr;
     }
@@ -335,7 +335,7 @@ class Pass {
       chunk.copy_exact = !marks.deferred_within(lo, hi);
     }
     chunk.outcome.assign(chunk.end - chunk.begin, UNTRIED);
-    ahead.spare = sat_alloc.get_new(s, s + u);
+    ahead.spare = repeat_pool.get_new(s, s + u);
     size_t N_at = first_N_from(s, n, chunk.begin);
     for (size_t b = chunk.begin; b < chunk.end; ++b) {
       if (N_at < b)
@@ -347,7 +347,7 @@ class Pass {
       else
         grow_ahead(chunk, b, ahead);
     }
-    sat_alloc.push_back(ahead.spare);
+    repeat_pool.push_back(ahead.spare);
     chunk.complete = ahead.all_held;
   }
 
@@ -356,7 +356,7 @@ class Pass {
     Ahead(MarksCopy local, SeedFilter filter) : local(std::move(local)), filter(std::move(filter)) {}
     MarksCopy local;
     SeedFilter filter;
-    Csat* spare = nullptr;
+    Repeat* spare = nullptr;
     size_t held = 0;
     bool all_held = true;
     ByReference references;
@@ -366,7 +366,7 @@ class Pass {
   // (out of its loop, which most seeds leave before).
   [[gnu::noinline]] void grow_ahead(Chunk& chunk, size_t b, Ahead& ahead)
   {
-    Csat* sat = ahead.spare;
+    Repeat* sat = ahead.spare;
     sat->init(s + b, s + b + u);
     if (!extend_seed(c, *sat, s, s + n, min_score, min_length, &ahead.references)) {
       chunk.outcome[b - chunk.begin] = FAILED;
@@ -389,27 +389,27 @@ class Pass {
     ahead.held += sat->missense_list.size();
     chunk.outcome[b - chunk.begin] = ACCEPTED;
     chunk.accepted.push_back(sat);
-    ahead.spare = sat_alloc.get_new(s, s + u);
+    ahead.spare = repeat_pool.get_new(s, s + u);
   }
 
   // Extends the seed that sat holds, unless it is sure to fall short.
-  bool extend(Csat& sat, SeedFilter& seeds, ByReference& references)
+  bool extend(Repeat& sat, SeedFilter& seeds, ByReference& references)
   {
     return !seeds.falls_short(sat.unit_begin) && extend_seed(c, sat, s, s + n, min_score, min_length, &references);
   }
 
-  CSearchController& c;
+  RecordSearch& c;
   const size_t u;
   DeferredMarks marks;
   uint64_t changes = 0; // made to the marks by the ordered walk
   std::vector<std::pair<uint64_t, size_t>> reaching; // (change, last residue) beyond the seeds walked
-  std::list<Csat*>& result;
+  std::list<Repeat*>& result;
   const char* s;
   const size_t n;
   const int32_t min_score, min_length;
   SeedFilter filter;        // for the ordered walk
   ByReference by_reference; // of the ordered walk's extensions
-  Csat* spare = nullptr;
+  Repeat* spare = nullptr;
   size_t next_N = 0;
 };
 
@@ -455,7 +455,7 @@ struct SeedBatch {
 
 } // namespace
 
-void CSearchController::search_exact_and_extend_to_imperfect_repeats()
+void RecordSearch::search_exact_and_extend_to_imperfect_repeats()
 {
   if (console) {
     std::fputs("  Searching for exact repeats.\n", stderr);
@@ -471,9 +471,9 @@ void CSearchController::search_exact_and_extend_to_imperfect_repeats()
   std::vector<std::unique_ptr<SeedBatch>> batches;
   std::atomic<size_t> outstanding{0};
   auto extend_batch = [this, first, last](SeedBatch& batch) {
-    Csat* spare = nullptr;
+    Repeat* spare = nullptr;
     for (const Seed& seed : batch.seeds) {
-      Csat* sat = spare ? spare : sat_alloc.get_new(seed.unit_begin, seed.unit_end);
+      Repeat* sat = spare ? spare : repeat_pool.get_new(seed.unit_begin, seed.unit_end);
       sat->init(seed.unit_begin, seed.unit_end);
       sat->sat_begin = seed.sat_begin;
       sat->sat_end = seed.sat_end;
@@ -493,7 +493,7 @@ void CSearchController::search_exact_and_extend_to_imperfect_repeats()
                                 at(seed.sat_begin), at(seed.sat_end), seed.order});
     }
     if (spare)
-      sat_alloc.push_back(spare);
+      repeat_pool.push_back(spare);
     std::vector<Seed>().swap(batch.seeds);
     batch.extended.shrink_to_fit();
   };
@@ -520,7 +520,7 @@ void CSearchController::search_exact_and_extend_to_imperfect_repeats()
 
   minScores = minScores_intern;
   minLengths = minLengths_intern;
-  find_exact_repeats([&](Csat* sat) {
+  find_exact_repeats([&](Repeat* sat) {
     if (batches.empty() || batches.back()->seeds.size() == batch_size) {
       if (!batches.empty())
         dispatch();
@@ -558,18 +558,18 @@ void CSearchController::search_exact_and_extend_to_imperfect_repeats()
     if (hidden[i])
       continue;
     const Extended& e = *sorted[i];
-    Csat* sat = sat_alloc.get_new(first + e.unit_begin, first + e.unit_begin + e.unit_length);
+    Repeat* sat = repeat_pool.get_new(first + e.unit_begin, first + e.unit_begin + e.unit_length);
     extend_again(*this, *sat, first, last);
     imperfect_sats.sats.push_back(sat);
   }
 }
 
-void CSearchController::restore_missense_lists(CsatContainer& sats)
+void RecordSearch::restore_missense_lists(RepeatList& sats)
 {
   const char* first = seq.residues.data();
   const char* last = first + seq.residues.size();
-  Csat again;
-  for (Csat* sat : sats.sats) {
+  Repeat again;
+  for (Repeat* sat : sats.sats) {
     if (!sat->missense_dropped)
       continue;
     again.init(sat->unit_begin, sat->unit_end);
@@ -579,9 +579,9 @@ void CSearchController::restore_missense_lists(CsatContainer& sats)
   }
 }
 
-void CSearchController::complete_imperfect_search(FILE*)
+void RecordSearch::complete_imperfect_search(FILE*)
 {
-  CAnchorSeq marks(seq);
+  SearchMarks marks(seq);
   unsigned int u = global_min_unit_length;
   if (u <= 1) {
     unit_len_1_complete_imperfect_search(marks, imperfect_sats.sats);
@@ -595,15 +595,15 @@ void CSearchController::complete_imperfect_search(FILE*)
   imperfect_sats.sats.sort(lessThan_sat);
 }
 
-void CSearchController::unit_len_1_complete_imperfect_search(CAnchorSeq& marks, std::list<Csat*>& result)
+void RecordSearch::unit_len_1_complete_imperfect_search(SearchMarks& marks, std::list<Repeat*>& result)
 {
   // Every residue but the last and the N's seeds unless a repeat covers it.
   if (seq.residues.size() > 1)
     Pass(*this, 1, marks, result).run();
 }
 
-void CSearchController::one_unit_len_complete_imperfect_search(unsigned int u, CAnchorSeq& marks,
-                                                               std::list<Csat*>& result)
+void RecordSearch::one_unit_len_complete_imperfect_search(unsigned int u, SearchMarks& marks,
+                                                               std::list<Repeat*>& result)
 {
   // Seeds [b, b + u) never include the last residue.
   if (u < seq.residues.size())

@@ -1,5 +1,5 @@
-#ifndef UNIT_WALK_H
-#define UNIT_WALK_H
+#ifndef SEARCH_UNIT_WALK_H
+#define SEARCH_UNIT_WALK_H
 
 #include <cstddef>
 #include <cstdint>

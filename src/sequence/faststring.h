@@ -1,5 +1,5 @@
-#ifndef FASTSTRING_H
-#define FASTSTRING_H
+#ifndef SEQUENCE_FASTSTRING_H
+#define SEQUENCE_FASTSTRING_H
 
 #include "sequence/fastvector.h"
 

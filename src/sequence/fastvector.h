@@ -1,5 +1,5 @@
-#ifndef FASTVECTOR_H
-#define FASTVECTOR_H
+#ifndef SEQUENCE_FASTVECTOR_H
+#define SEQUENCE_FASTVECTOR_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
-#ifndef WALKED_PATHS_H
-#define WALKED_PATHS_H
+#ifndef SEARCH_SPEEDUPS_WALKED_PATHS_H
+#define SEARCH_SPEEDUPS_WALKED_PATHS_H
 
 #include <algorithm>
 #include <cstdint>

@@ -1,7 +1,7 @@
-#include "search/seed_filter.h"
+#include "search/speedups/seed_filter.h"
 
 #include "search/unit_walk.h"
-#include "settings/global-types-and-parameters.h"
+#include "settings/settings.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,4 +1,4 @@
-#include "search/deferred_marks.h"
+#include "search/speedups/deferred_marks.h"
 
 #include <algorithm>
 #include <climits>
@@ -12,7 +12,7 @@ const size_t WINDOW = 256;
 
 } // namespace
 
-void DeferredMarks::cover(const Csat& sat, const std::vector<FollowedEdits>& followed)
+void DeferredMarks::cover(const Repeat& sat, const std::vector<FollowedEdits>& followed)
 {
   const size_t b = static_cast<size_t>(sat.sat_begin - s), e = static_cast<size_t>(sat.sat_end - s);
   drop(b, e);

@@ -1,16 +1,16 @@
-#include "sequence/CFile.h"
+#include "sequence/buffered_reader.h"
 
 #include <unistd.h>
 
-CFile::CFile()
+BufferedReader::BufferedReader()
     : state(fail_flag), line(1), buffer_pos(nullptr), buffer_end(nullptr), buffer(new char[BUFFER_SIZE])
 {
   buffer_pos = buffer_end = buffer.get();
 }
 
-CFile::~CFile() { ffclose(); }
+BufferedReader::~BufferedReader() { ffclose(); }
 
-void CFile::ffopen(const std::string& name)
+void BufferedReader::ffopen(const std::string& name)
 {
   ffclose();
   state = good_flag;
@@ -33,7 +33,7 @@ void CFile::ffopen(const std::string& name)
   buffer_pos = buffer_end = buffer.get();
 }
 
-void CFile::ffclose()
+void BufferedReader::ffclose()
 {
   if (file)
     gzclose(file);
@@ -42,7 +42,7 @@ void CFile::ffclose()
 
 // Reads the next block. Returns false, with eof_flag and fail_flag set, when
 // no byte could be read.
-bool CFile::refill()
+bool BufferedReader::refill()
 {
   char* start = buffer.get();
   unsigned int room = BUFFER_SIZE;

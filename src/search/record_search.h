@@ -1,11 +1,11 @@
-#ifndef CSEARCHCONTROLLER_H
-#define CSEARCHCONTROLLER_H
+#ifndef SEARCH_RECORD_SEARCH_H
+#define SEARCH_RECORD_SEARCH_H
 
-#include "report/Csat.h"
-#include "search/CAnchorSeq.h"
-#include "search/CThreadPool.h"
-#include "search/walked_paths.h"
-#include "sequence/CSequence_Mol.h"
+#include "report/repeat.h"
+#include "search/search_marks.h"
+#include "parallel/thread_pool.h"
+#include "search/speedups/walked_paths.h"
+#include "sequence/fasta_record.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -16,25 +16,25 @@
 // Searches one sequence. Built per record by the run driver, which runs one
 // search, the filters and the report on it and then destroys it; its result
 // records go back to the pool.
-class CSearchController {
+class RecordSearch {
  public:
-  CSearchController(unsigned int seq_number, CSequence_Mol& seq);
-  ~CSearchController();
-  CSearchController(const CSearchController&) = delete;
-  CSearchController& operator=(const CSearchController&) = delete;
+  RecordSearch(unsigned int seq_number, FastaRecord& seq);
+  ~RecordSearch();
+  RecordSearch(const RecordSearch&) = delete;
+  RecordSearch& operator=(const RecordSearch&) = delete;
 
-  void exact_search_2();
-  void find_exact_repeats(const std::function<bool(Csat*)>& take);
+  void exact_search();
+  void find_exact_repeats(const std::function<bool(Repeat*)>& take);
   void search_exact_and_extend_to_imperfect_repeats();
   void complete_imperfect_search(FILE* unused);
-  void unit_len_1_complete_imperfect_search(CAnchorSeq& marks, std::list<Csat*>& result);
-  void one_unit_len_complete_imperfect_search(unsigned int u, CAnchorSeq& marks, std::list<Csat*>& result);
+  void unit_len_1_complete_imperfect_search(SearchMarks& marks, std::list<Repeat*>& result);
+  void one_unit_len_complete_imperfect_search(unsigned int u, SearchMarks& marks, std::list<Repeat*>& result);
 
   // Extend a record up to bound. With followed given, the edits that come
   // from walked paths (see walked_paths.h) are listed there by reference
   // instead of in the record's list.
-  void extend_imperfect_forward(Csat& sat, const char* bound, std::vector<FollowedEdits>* followed = nullptr);
-  void extend_imperfect_backward(Csat& sat, const char* bound, std::vector<FollowedEdits>* followed = nullptr);
+  void extend_imperfect_forward(Repeat& sat, const char* bound, std::vector<FollowedEdits>* followed = nullptr);
+  void extend_imperfect_backward(Repeat& sat, const char* bound, std::vector<FollowedEdits>* followed = nullptr);
   int32_t extend_imperfect_forward_leap_ahead(const char* pos, const char* unit_pos, const char* unit_begin,
                                               const char* unit_end, int32_t score, int32_t unit_length,
                                               uint8_t depth, const char* bound, int32_t best);
@@ -42,18 +42,18 @@ class CSearchController {
                                                const char* unit_end, int32_t score, int32_t unit_length,
                                                uint8_t depth, const char* bound, int32_t best);
 
-  void remove_hidden(CsatContainer& sats);
-  void filter_perfection(CsatContainer& sats);
+  void remove_hidden(RepeatList& sats);
+  void filter_perfection(RepeatList& sats);
   // Makes the dropped missense lists of the records again, from their seeds.
-  void restore_missense_lists(CsatContainer& sats);
+  void restore_missense_lists(RepeatList& sats);
 
   unsigned int seq_number;
-  CSequence_Mol& seq;
-  CsatContainer exact_sats;
-  CsatContainer imperfect_sats;
+  FastaRecord& seq;
+  RepeatList exact_sats;
+  RepeatList imperfect_sats;
   // Threads that may take part in this search (none: the calling thread
   // alone). The results are the same either way.
-  CThreadPool* workers = nullptr;
+  ThreadPool* workers = nullptr;
   // Whether the search writes its messages and timed progress lines; a
   // search on a worker thread leaves that to the run driver.
   bool console = true;
@@ -82,7 +82,7 @@ class CSearchController {
   // one process. The program itself keeps them until it ends.
   static void release_tables();
 
-  bool passes_active_thresholds(const Csat& sat) const
+  bool passes_active_thresholds(const Repeat& sat) const
   {
     const uint32_t k = sat.unit_length();
     return sat.score >= minScores[k] && static_cast<int32_t>(sat.normalized_length()) >= minLengths[k];
@@ -94,8 +94,8 @@ class CSearchController {
 
 // Drops trailing and then leading N's of an extended repeat, moving the phase
 // pointers along; the score is unchanged because N's score 0.
-void trim_Ns(Csat& sat);
+void trim_Ns(Repeat& sat);
 // Extends a record both ways over residues that repeat its unit exactly.
-void extend_exact(Csat& sat, const char* begin, const char* end);
+void extend_exact(Repeat& sat, const char* begin, const char* end);
 
 #endif

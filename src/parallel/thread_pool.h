@@ -1,5 +1,5 @@
-#ifndef CTHREADPOOL_H
-#define CTHREADPOOL_H
+#ifndef PARALLEL_THREAD_POOL_H
+#define PARALLEL_THREAD_POOL_H
 
 #include <condition_variable>
 #include <deque>
@@ -13,12 +13,12 @@
 // a result works through the queue while it waits, so that all threads are
 // busy. Tasks are large (a record, or a stretch of seeds); results are
 // applied in input order by the waiting thread, never by the workers.
-class CThreadPool {
+class ThreadPool {
  public:
-  explicit CThreadPool(unsigned int threads);
-  ~CThreadPool();
-  CThreadPool(const CThreadPool&) = delete;
-  CThreadPool& operator=(const CThreadPool&) = delete;
+  explicit ThreadPool(unsigned int threads);
+  ~ThreadPool();
+  ThreadPool(const ThreadPool&) = delete;
+  ThreadPool& operator=(const ThreadPool&) = delete;
 
   unsigned int size() const { return static_cast<unsigned int>(workers.size()) + 1; }
   void submit(std::function<void()> task);

@@ -1,5 +1,5 @@
-#ifndef SEED_FILTER_H
-#define SEED_FILTER_H
+#ifndef SEARCH_SPEEDUPS_SEED_FILTER_H
+#define SEARCH_SPEEDUPS_SEED_FILTER_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
-#ifndef GLOBAL_TYPES_AND_PARAMETERS_H
-#define GLOBAL_TYPES_AND_PARAMETERS_H
+#ifndef SETTINGS_SETTINGS_H
+#define SETTINGS_SETTINGS_H
 
 #include <cstdio>
 #include <string>

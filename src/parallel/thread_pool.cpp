@@ -1,12 +1,12 @@
-#include "search/CThreadPool.h"
+#include "parallel/thread_pool.h"
 
-CThreadPool::CThreadPool(unsigned int threads)
+ThreadPool::ThreadPool(unsigned int threads)
 {
   for (unsigned int i = 1; i < threads; ++i)
     workers.emplace_back([this] { work(); });
 }
 
-CThreadPool::~CThreadPool()
+ThreadPool::~ThreadPool()
 {
   {
     std::lock_guard<std::mutex> lock(mutex);
@@ -17,7 +17,7 @@ CThreadPool::~CThreadPool()
     t.join();
 }
 
-void CThreadPool::submit(std::function<void()> task)
+void ThreadPool::submit(std::function<void()> task)
 {
   {
     std::lock_guard<std::mutex> lock(mutex);
@@ -27,7 +27,7 @@ void CThreadPool::submit(std::function<void()> task)
 }
 
 // Runs the oldest queued task with the lock released; false when none is queued.
-bool CThreadPool::run_one(std::unique_lock<std::mutex>& lock)
+bool ThreadPool::run_one(std::unique_lock<std::mutex>& lock)
 {
   if (tasks.empty())
     return false;
@@ -47,7 +47,7 @@ bool CThreadPool::run_one(std::unique_lock<std::mutex>& lock)
   return true;
 }
 
-void CThreadPool::work()
+void ThreadPool::work()
 {
   std::unique_lock<std::mutex> lock(mutex);
   while (!stopping) {

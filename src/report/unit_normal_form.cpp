@@ -1,6 +1,6 @@
-#include "report/CDnaString.h"
+#include "report/unit_normal_form.h"
 
-#include "settings/global-types-and-parameters.h"
+#include "settings/settings.h"
 
 #include <cstring>
 #include <vector>
@@ -8,7 +8,7 @@
 const char* const REPEAT_NAMES[7] = {"***  ERROR  ***", "mononucleotide", "dinucleotide", "trinucleotide",
                                      "tetranucleotide", "pentanucleotide", "hexanucleotide"};
 
-bool CDnaString::setToMinAlphaRepModCyclicPermOf(const CDnaString& src)
+bool UnitText::setToMinAlphaRepModCyclicPermOf(const UnitText& src)
 {
   const uint32_t n = src.size();
   if (n == 0) {
@@ -75,9 +75,9 @@ const uint32_t* prime_factors_row(uint32_t n)
   return table.row[n];
 }
 
-CDnaString reverse_complement(const CDnaString& s)
+UnitText reverse_complement(const UnitText& s)
 {
-  CDnaString r;
+  UnitText r;
   r.reserve(s.size());
   for (uint32_t i = s.size(); i-- > 0;)
     r.push_back(complement.to[static_cast<unsigned char>(s[i])]);
@@ -118,10 +118,10 @@ static bool repeats_shorter_unit_by_prime_factors(const char* unit, uint32_t len
   return false;
 }
 
-bool unit_normal_form(const Csat& sat, CDnaString& unit)
+bool unit_normal_form(const Repeat& sat, UnitText& unit)
 {
   const uint32_t length = sat.unit_length();
-  CDnaString as_is(sat.unit_begin, length);
+  UnitText as_is(sat.unit_begin, length);
   switch (global_report_unit_mode) {
   case 0:
     unit = as_is;
@@ -129,7 +129,7 @@ bool unit_normal_form(const Csat& sat, CDnaString& unit)
   case 1:
     return !unit.setToMinAlphaRepModCyclicPermOf(as_is);
   default: {
-    CDnaString a, b;
+    UnitText a, b;
     bool periodic = a.setToMinAlphaRepModCyclicPermOf(reverse_complement(as_is));
     b.setToMinAlphaRepModCyclicPermOf(as_is);
     unit = std::strcmp(a.c_str(), b.c_str()) > 0 ? b : a;

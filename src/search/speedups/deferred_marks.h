@@ -1,9 +1,9 @@
-#ifndef DEFERRED_MARKS_H
-#define DEFERRED_MARKS_H
+#ifndef SEARCH_SPEEDUPS_DEFERRED_MARKS_H
+#define SEARCH_SPEEDUPS_DEFERRED_MARKS_H
 
-#include "report/Csat.h"
-#include "search/CAnchorSeq.h"
-#include "search/walked_paths.h"
+#include "report/repeat.h"
+#include "search/search_marks.h"
+#include "search/speedups/walked_paths.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -42,12 +42,12 @@ void followed_edits(uint64_t search, const char* origin, const FollowedEdits& f,
 // and can ask whether some are deferred.
 class DeferredMarks {
  public:
-  DeferredMarks(CAnchorSeq& marks, uint64_t search, const char* s) : marks(marks), search(search), s(s) {}
+  DeferredMarks(SearchMarks& marks, uint64_t search, const char* s) : marks(marks), search(search), s(s) {}
 
   // Held while the walk sets marks, or another thread reads them.
   std::mutex guard;
 
-  // Whether residue i is free, and CAnchorSeq::window_is_free; only the
+  // Whether residue i is free, and SearchMarks::window_is_free; only the
   // walk's thread may ask.
   bool is_free(ptrdiff_t i)
   {
@@ -66,7 +66,7 @@ class DeferredMarks {
 
   // Covers an accepted repeat, whose edits are in its list and, when
   // followed is not empty, also referred to there.
-  void cover(const Csat& sat, const std::vector<FollowedEdits>& followed);
+  void cover(const Repeat& sat, const std::vector<FollowedEdits>& followed);
 
   // Whether some residues of [lo, hi) are deferred.
   bool deferred_within(ptrdiff_t lo, ptrdiff_t hi) const;
@@ -93,7 +93,7 @@ class DeferredMarks {
   // Forgets the deferred residues in [b, e), which a repeat covers anew.
   void drop(size_t b, size_t e);
 
-  CAnchorSeq& marks;
+  SearchMarks& marks;
   const uint64_t search;
   const char* s;
   std::map<size_t, Deferred> deferred; // by first residue; none empty, none overlapping

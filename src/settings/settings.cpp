@@ -1,4 +1,4 @@
-#include "settings/global-types-and-parameters.h"
+#include "settings/settings.h"
 
 #include "settings/number2cstring.h"
 

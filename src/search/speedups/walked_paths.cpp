@@ -1,4 +1,4 @@
-#include "search/walked_paths.h"
+#include "search/speedups/walked_paths.h"
 
 #include <algorithm>
 

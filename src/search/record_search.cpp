@@ -1,17 +1,17 @@
-#include "search/CSearchController.h"
+#include "search/record_search.h"
 
 #include "main/console.h"
-#include "settings/global-types-and-parameters.h"
+#include "settings/settings.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <vector>
 
-int32_t* CSearchController::minScores_user = nullptr;
-int32_t* CSearchController::minLengths_user = nullptr;
-int32_t* CSearchController::minScores_intern = nullptr;
-int32_t* CSearchController::minLengths_intern = nullptr;
+int32_t* RecordSearch::minScores_user = nullptr;
+int32_t* RecordSearch::minLengths_user = nullptr;
+int32_t* RecordSearch::minScores_intern = nullptr;
+int32_t* RecordSearch::minLengths_intern = nullptr;
 
 namespace {
 
@@ -56,10 +56,10 @@ struct ThresholdTables {
       scores_intern.push_back(k < 4 ? 4 : static_cast<int32_t>(k)); // seeds: max(k, 4)
       lengths_intern.push_back(0);
     }
-    CSearchController::minScores_user = scores_user.data();
-    CSearchController::minLengths_user = lengths_user.data();
-    CSearchController::minScores_intern = scores_intern.data();
-    CSearchController::minLengths_intern = lengths_intern.data();
+    RecordSearch::minScores_user = scores_user.data();
+    RecordSearch::minLengths_user = lengths_user.data();
+    RecordSearch::minScores_intern = scores_intern.data();
+    RecordSearch::minLengths_intern = lengths_intern.data();
   }
 };
 
@@ -77,35 +77,35 @@ size_t entries_for(size_t residues)
 
 } // namespace
 
-bool CSearchController::tables_cover(size_t residues)
+bool RecordSearch::tables_cover(size_t residues)
 {
   return tables.built && tables.scores_user.size() >= entries_for(residues);
 }
 
-CSearchController::CSearchController(unsigned int seq_number, CSequence_Mol& seq)
-    : seq_number(seq_number), seq(seq), exact_sats(sat_alloc), imperfect_sats(sat_alloc), search_id(++searches)
+RecordSearch::RecordSearch(unsigned int seq_number, FastaRecord& seq)
+    : seq_number(seq_number), seq(seq), exact_sats(repeat_pool), imperfect_sats(repeat_pool), search_id(++searches)
 {
   tables.cover(entries_for(seq.residues.size()));
   minScores = minScores_user;
   minLengths = minLengths_user;
 }
 
-void CSearchController::release_tables()
+void RecordSearch::release_tables()
 {
   tables = ThresholdTables();
   minScores_user = minLengths_user = minScores_intern = minLengths_intern = nullptr;
   minScores = minLengths = nullptr;
 }
 
-CSearchController::~CSearchController() = default; // imperfect_sats first, then exact_sats
+RecordSearch::~RecordSearch() = default; // imperfect_sats first, then exact_sats
 
-void CSearchController::progress(size_t offset, unsigned int unit_length) const
+void RecordSearch::progress(size_t offset, unsigned int unit_length) const
 {
   if ((offset & 0xff) == 0 && console && check_report_status())
     report_status(seq_number, seq.name.c_str(), unit_length, 'r');
 }
 
-void trim_Ns(Csat& sat)
+void trim_Ns(Repeat& sat)
 {
   while (sat.sat_end[-1] == 'N') {
     --sat.sat_end;
