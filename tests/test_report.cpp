@@ -4,7 +4,6 @@
 
 #include "report/unit_normal_form.h"
 #include "report/repeat.h"
-#include "settings/settings.h"
 
 #include <gtest/gtest.h>
 
@@ -30,15 +29,12 @@ TEST(UnitNormalForm, ReportModes)
       {2, "CTG", "AGC"}, {2, "GGC", "CCG"}, {2, "T", "A"}, {2, "G", "C"}, {2, "GACGAC", ""}, {2, "AAA", ""},
   };
   for (const Case& c : cases) {
-    init_param();
-    global_report_unit_mode = c.mode;
     Repeat sat;
     sat.init(c.unit.data(), c.unit.data() + c.unit.size());
     UnitText unit;
-    const bool accepted = unit_normal_form(sat, unit);
+    const bool accepted = unit_normal_form(sat, unit, c.mode);
     EXPECT_EQ(accepted ? std::string(unit.data(), unit.size()) : "", c.reported) << c.mode << " " << c.unit;
   }
-  init_param();
 }
 
 TEST(UnitNormalForm, RepeatClassNames)

@@ -1,6 +1,5 @@
 #include "main/console.h"
 
-#include "settings/settings.h"
 #include "settings/number2cstring.h"
 
 time_t time_analysis_started;
@@ -73,12 +72,8 @@ bool check_report_status()
 
 void update_report_time() { time_next_status_report = time(nullptr) + 59; }
 
-void good_bye(FILE* out)
+void good_bye()
 {
-  if (global_print_sat_mode == 2)
-    std::fputs("# End tandem repeats\n", out);
-  else if (global_print_sat_mode != 4)
-    std::fputs("## Finished successfully. ##\n", out);
   PrintMessage(stderr, "\nAnalysis finished successfully.\n\n", "Zerlan says goodbye.\n\n");
 }
 

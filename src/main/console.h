@@ -1,6 +1,8 @@
 #ifndef MAIN_CONSOLE_H
 #define MAIN_CONSOLE_H
 
+#include "search/record_search.h"
+
 #include <cstdio>
 #include <ctime>
 
@@ -21,7 +23,23 @@ void creator_message(FILE* out, const char* prefix);
 void report_status(unsigned int seq_number, const char* name, unsigned int unit_length, char ignored);
 bool check_report_status();
 void update_report_time();
-void good_bye(FILE* out);
+void good_bye();
+
+// The progress lines of one record's search on standard error.
+class ConsoleProgress : public SearchProgress {
+ public:
+  ConsoleProgress(unsigned int seq_number, const char* name) : seq_number(seq_number), name(name) {}
+  void step(const char* text) override { PrintMessage(stderr, text); }
+  void at_unit_length(unsigned int unit_length) override
+  {
+    if (check_report_status())
+      report_status(seq_number, name, unit_length, 'r');
+  }
+
+ private:
+  unsigned int seq_number;
+  const char* name;
+};
 void good_bye_on_error(int code);
 
 #endif

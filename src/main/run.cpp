@@ -5,6 +5,7 @@
 
 #include "main/console.h"
 #include "report/output_formats.h"
+#include "parallel/thread_pool.h"
 #include "search/record_search.h"
 #include "sequence/buffered_reader.h"
 #include "sequence/fasta_record.h"
@@ -68,42 +69,21 @@ struct RecordJob {
   std::atomic<bool> searched{false};
 };
 
-// The search of the chosen mode and the filters; returns the container that
-// is reported and masked.
-RepeatList& search_record(RecordSearch& controller)
-{
-  if (global_search_mode == 0) {
-    controller.exact_search();
-    controller.remove_hidden(controller.exact_sats);
-    return controller.exact_sats;
-  }
-  if (global_search_mode == 1) {
-    // It leaves out the mostly hidden repeats itself, before it makes
-    // their records.
-    controller.search_exact_and_extend_to_imperfect_repeats();
-  } else {
-    controller.complete_imperfect_search(nullptr);
-    controller.remove_hidden(controller.imperfect_sats);
-  }
-  controller.filter_perfection(controller.imperfect_sats);
-  controller.restore_missense_lists(controller.imperfect_sats);
-  return controller.imperfect_sats;
-}
-
 // Writes a searched record's report and, with masking on, its masked copy.
 // A record searched on the pool gets its progress line and the messages of
 // its search here, in the order a search on this thread would have written
 // them. False when a write failed (the message is out).
-bool report_record(RecordJob& job, FILE* out, const char* out_name, FILE* masked, const std::string& masked_name)
+bool report_record(RecordJob& job, FILE* out, const char* out_name, FILE* masked, const std::string& masked_name,
+                   const Settings& settings)
 {
   FastaRecord& seq = *job.record;
   if (!job.searched_here) {
-    report_status(job.number, seq.name.c_str(), global_min_unit_length, 'r');
+    report_status(job.number, seq.name.c_str(), settings.min_unit_length, 'r');
     update_report_time();
-    if (global_search_mode == 1)
+    if (settings.search_mode == 1)
       PrintMessage(stderr, "  Searching for exact repeats.\n", "  Extend exact to imperfect repeats.\n");
   }
-  report_SATList(out, job.found->sats, seq);
+  report_SATList(out, job.found->sats, seq, settings);
   if (write_failed(out, out_name))
     return false;
   if (masked) {
@@ -112,7 +92,7 @@ bool report_record(RecordJob& job, FILE* out, const char* out_name, FILE* masked
     for (const Repeat* sat : job.found->sats) {
       char* end = residues + (sat->sat_end - residues);
       for (char* p = residues + (sat->sat_begin - residues); p != end; ++p)
-        *p = global_mask_lower ? static_cast<char>(std::tolower(static_cast<unsigned char>(*p))) : 'X';
+        *p = settings.mask_lower ? static_cast<char>(std::tolower(static_cast<unsigned char>(*p))) : 'X';
     }
     seq.writeSequence_fill_in_gaps_and_stars(masked, 80);
     if (write_failed(masked, masked_name.c_str()))
@@ -125,6 +105,7 @@ bool report_record(RecordJob& job, FILE* out, const char* out_name, FILE* masked
 
 int run_zerlan(int argc, char** argv)
 {
+  Settings settings;
   FastaRecord seq;
   BufferedReader in;
   FILE* out = stdout;
@@ -134,42 +115,42 @@ int run_zerlan(int argc, char** argv)
   time_analysis_started = time(nullptr);
   zerlan_welcome(stderr);
 
-  int result = read_and_init_parameters(argc, argv);
+  int result = read_and_init_parameters(argc, argv, settings);
   if (result != 0) {
     good_bye_on_error(result);
     return result;
   }
 
-  in.ffopen(global_input_filename);
+  in.ffopen(settings.input_filename);
   if (in.fail()) {
-    PrintMessage(stderr, "Sorry! The input file \n   \"", global_input_filename.c_str(),
+    PrintMessage(stderr, "Sorry! The input file \n   \"", settings.input_filename.c_str(),
                          "\"\ncould not be opened. I guess it does not exist.\n");
     good_bye_on_error(-101);
     return -101;
   }
-  if (!global_output_filename.empty()) {
-    out = std::fopen(global_output_filename.c_str(), "w");
+  if (!settings.output_filename.empty()) {
+    out = std::fopen(settings.output_filename.c_str(), "w");
     if (!out) {
-      PrintMessage(stderr, "Sorry! Failed to open file\n   \"", global_output_filename.c_str(),
+      PrintMessage(stderr, "Sorry! Failed to open file\n   \"", settings.output_filename.c_str(),
                            "\"\nas output file.\n");
       good_bye_on_error(-102);
       return -102;
     }
   }
-  const char* out_name = global_output_filename.empty() ? "standard output" : global_output_filename.c_str();
+  const char* out_name = settings.output_filename.empty() ? "standard output" : settings.output_filename.c_str();
 
   creator_message(stderr, "");
-  print_search_parameters(stderr, "");
+  print_search_parameters(stderr, "", settings);
   PrintMessage(stderr, "\n\nSearch progress:\n\nTime     - SeqNr - PatLen - Seq-Name\n",
                        "------------------------------------------------------------------------\n");
   creator_message(out, "# ");
-  print_search_parameters(out, "# ");
-  print_output_format(out, "# ");
+  print_search_parameters(out, "# ", settings);
+  print_output_format(out, "# ", settings);
   if (write_failed(out, out_name))
     return ERROR_WRITE;
 
-  const bool masking = global_mask_X || global_mask_lower;
-  const std::string masked_name = global_input_filename + ".masked";
+  const bool masking = settings.mask_X || settings.mask_lower;
+  const std::string masked_name = settings.input_filename + ".masked";
   if (masking) {
     // Without the masked file the user would lose what was asked for, so
     // the run ends here, like a failure to open the output file.
@@ -186,7 +167,8 @@ int run_zerlan(int argc, char** argv)
   // With several threads, short records are searched on the pool while the
   // next ones are read, up to a bounded number of residues per thread; a
   // long record is searched alone, with all threads walking its seeds.
-  ThreadPool pool(global_threads);
+  ThreadPool pool(settings.threads);
+  SearchSetup setup(settings);
   const bool parallel = pool.size() > 1;
   const size_t short_record = 256 * 1024;
   const size_t in_flight_residues_max = pool.size() * 1024 * 1024;
@@ -200,7 +182,7 @@ int run_zerlan(int argc, char** argv)
     RecordJob& job = *in_flight.front();
     pool.help_until([&] { return job.searched.load(); });
     in_flight_residues -= job.record->residues.size();
-    const bool ok = report_record(job, out, out_name, masked, masked_name);
+    const bool ok = report_record(job, out, out_name, masked, masked_name, settings);
     job.controller.reset();
     idle_records.push_back(std::move(job.seq));
     in_flight.pop_front();
@@ -222,7 +204,7 @@ int run_zerlan(int argc, char** argv)
         idle_records.push_back(std::make_unique<FastaRecord>());
       record = idle_records.back().get();
     }
-    if (global_gaps_to_Ns)
+    if (settings.gaps_to_Ns)
       record->readFastaSequence_toupper_ambig2N_gaps2N(in);
     else
       record->readFastaSequence_toupper_ambig2N_removegaps(in);
@@ -241,7 +223,7 @@ int run_zerlan(int argc, char** argv)
     // The input ended on a decompression or read error: the last record may
     // be cut short, so it is not reported as if it were complete.
     if (!in.read_error().empty()) {
-      PrintMessage(stderr, "Sorry! The input file \n   \"", global_input_filename.c_str(),
+      PrintMessage(stderr, "Sorry! The input file \n   \"", settings.input_filename.c_str(),
                            "\"\ncould not be read completely: ");
       PrintMessage(stderr, in.read_error().c_str(), "\n");
       good_bye_on_error(ERROR_INPUT_READ);
@@ -254,12 +236,12 @@ int run_zerlan(int argc, char** argv)
       return -25;
     }
     ++record_number;
-    if (record_number < static_cast<unsigned int>(global_sequence_from) ||
-        record_number > static_cast<unsigned int>(global_sequence_to))
+    if (record_number < static_cast<unsigned int>(settings.sequence_from) ||
+        record_number > static_cast<unsigned int>(settings.sequence_to))
       continue;
 
     const size_t residues = record->residues.size();
-    if (parallel && residues < short_record && RecordSearch::tables_cover(residues)) {
+    if (parallel && residues < short_record && setup.thresholds.covers(residues)) {
       auto job = std::make_unique<RecordJob>();
       job->number = record_number;
       job->seq = std::move(idle_records.back());
@@ -268,11 +250,10 @@ int run_zerlan(int argc, char** argv)
       RecordJob* j = job.get();
       in_flight.push_back(std::move(job));
       in_flight_residues += residues;
-      pool.submit([j] {
+      pool.submit([j, &setup](unsigned int) {
         auto done = at_end([j] { j->searched = true; });
-        j->controller = std::make_unique<RecordSearch>(j->number, *j->record);
-        j->controller->console = false;
-        j->found = &search_record(*j->controller);
+        j->controller = std::make_unique<RecordSearch>(setup, j->number, *j->record);
+        j->found = &j->controller->search_and_filter();
       });
       while (in_flight.size() > in_flight_records_max || in_flight_residues > in_flight_residues_max)
         if (!report_oldest())
@@ -288,12 +269,13 @@ int run_zerlan(int argc, char** argv)
     job.number = record_number;
     job.record = record;
     job.searched_here = true;
-    report_status(record_number, record->name.c_str(), global_min_unit_length, 'r');
+    report_status(record_number, record->name.c_str(), settings.min_unit_length, 'r');
     update_report_time();
-    job.controller = std::make_unique<RecordSearch>(record_number, *record);
-    job.controller->workers = parallel ? &pool : nullptr;
-    job.found = &search_record(*job.controller);
-    if (!report_record(job, out, out_name, masked, masked_name))
+    setup.thresholds.cover(residues);
+    ConsoleProgress progress(record_number, record->name.c_str());
+    job.controller = std::make_unique<RecordSearch>(setup, record_number, *record, parallel ? &pool : nullptr, &progress);
+    job.found = &job.controller->search_and_filter();
+    if (!report_record(job, out, out_name, masked, masked_name, settings))
       return ERROR_WRITE;
   }
   if (!report_all())
@@ -306,7 +288,8 @@ int run_zerlan(int argc, char** argv)
       return ERROR_WRITE;
   }
   in.ffclose();
-  good_bye(out);
+  print_report_end(out, settings);
+  good_bye();
   if (out == stdout)
     return write_failed(out, out_name) ? ERROR_WRITE : 0;
   FILE* f = out;

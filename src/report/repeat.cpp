@@ -1,18 +1,16 @@
 #include "report/repeat.h"
 
-#include "settings/settings.h"
-
 #include <cstdlib>
 
 RepeatPool repeat_pool;
 
-float Repeat::perfection() const
+float Repeat::perfection(int N_mode) const
 {
   const int32_t bp = static_cast<int32_t>(normalized_length());
   const int32_t deviations = static_cast<int32_t>(num_mismatches + num_insertions + num_deletions);
   const int32_t ns = static_cast<int32_t>(num_Ns);
   int32_t numerator, denominator;
-  switch (global_N_and_perfection_mode) {
+  switch (N_mode) {
   case 0: // N's count as mismatches
     numerator = bp - deviations - ns;
     denominator = bp;

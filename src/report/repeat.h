@@ -3,6 +3,7 @@
 
 #include "sequence/fasta_record.h"
 #include "sequence/fastvector.h"
+#include "settings/settings.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -73,8 +74,8 @@ class Repeat {
   // The length measured along the unit: "BP" in the native output.
   uint32_t normalized_length() const { return length() - num_insertions + num_deletions; }
   // Percentage of positions that agree with the unit; N's count by
-  // global_N_and_perfection_mode.
-  float perfection() const;
+  // N_mode: 0 as mismatches, 1 not at all, 2 as matches.
+  float perfection(int N_mode) const;
 
   struct lessThan_missense {
     bool operator()(const missense_entry& a, const missense_entry& b) const
@@ -88,7 +89,7 @@ class Repeat {
   void print_repeat_name(FILE* out) const;
   // Writes one entry in the chosen output format, or nothing when the repeat
   // is outside the perfection range or its unit repeats a shorter unit.
-  void report_sat(FILE* out, FastaRecord& seq, unsigned int& gap_position_counter);
+  void report_sat(FILE* out, FastaRecord& seq, unsigned int& gap_position_counter, const Settings& settings);
 };
 
 bool lessThan_sat(const Repeat* a, const Repeat* b);

@@ -1,7 +1,5 @@
 #include "report/unit_normal_form.h"
 
-#include "settings/settings.h"
-
 #include <cstring>
 #include <vector>
 
@@ -10,26 +8,12 @@ const char* const REPEAT_NAMES[7] = {"***  ERROR  ***", "mononucleotide", "dinuc
 
 bool UnitText::setToMinAlphaRepModCyclicPermOf(const UnitText& src)
 {
+  bool periodic;
   const uint32_t n = src.size();
-  if (n == 0) {
-    clear();
-    return false;
-  }
-  // The source twice: the rotation starting at i is the n bytes from i on.
-  std::vector<char> twice(2 * static_cast<size_t>(n) + 1);
-  std::memcpy(twice.data(), src.data(), n);
-  std::memcpy(twice.data() + n, src.data(), n);
-  const char* t = twice.data();
-  uint32_t best = 0;
-  bool periodic = false;
-  for (uint32_t i = 1; i < n; ++i) {
-    int cmp = std::memcmp(t + i, t + best, n);
-    if (cmp < 0)
-      best = i;
-    else if (cmp == 0)
-      periodic = true;
-  }
-  assign(t + best, n);
+  const uint32_t best = smallest_rotation(src.data(), n, periodic);
+  clear();
+  for (uint32_t i = 0; i < n; ++i)
+    push_back(src[(best + i) % n]);
   return periodic;
 }
 
@@ -118,11 +102,11 @@ static bool repeats_shorter_unit_by_prime_factors(const char* unit, uint32_t len
   return false;
 }
 
-bool unit_normal_form(const Repeat& sat, UnitText& unit)
+bool unit_normal_form(const Repeat& sat, UnitText& unit, int mode)
 {
   const uint32_t length = sat.unit_length();
   UnitText as_is(sat.unit_begin, length);
-  switch (global_report_unit_mode) {
+  switch (mode) {
   case 0:
     unit = as_is;
     return !repeats_shorter_unit_by_prime_factors(sat.unit_begin, length);

@@ -1,14 +1,13 @@
 #include "search/record_search.h"
 
 #include "search/overlap_filter.h"
-#include "settings/settings.h"
 
 #include <iterator>
 #include <vector>
 
-void RecordSearch::remove_hidden(RepeatList& container)
+void RecordSearch::remove_hidden(RepeatList& container) const
 {
-  if (!global_remove_mostly_hidden)
+  if (!settings.remove_mostly_hidden)
     return;
   const std::vector<Repeat*> list(container.sats.begin(), container.sats.end());
   const char* first = seq.residues.data();
@@ -22,13 +21,13 @@ void RecordSearch::remove_hidden(RepeatList& container)
     it = hidden[i] ? container.remove(it) : std::next(it);
 }
 
-void RecordSearch::filter_perfection(RepeatList& container)
+void RecordSearch::filter_perfection(RepeatList& container) const
 {
-  if (global_min_perfection <= 0.0f && global_max_perfection >= 100.0f)
+  if (settings.min_perfection <= 0.0f && settings.max_perfection >= 100.0f)
     return;
   for (auto it = container.sats.begin(); it != container.sats.end();) {
-    const float perfection = (*it)->perfection();
-    if (global_min_perfection > perfection || perfection > global_max_perfection)
+    const float perfection = (*it)->perfection(settings.N_and_perfection_mode);
+    if (settings.min_perfection > perfection || perfection > settings.max_perfection)
       it = container.remove(it);
     else
       ++it;

@@ -1,108 +1,91 @@
 #include "search/record_search.h"
 
-#include "main/console.h"
-#include "settings/settings.h"
+#include "parallel/thread_pool.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <vector>
 
-int32_t* RecordSearch::minScores_user = nullptr;
-int32_t* RecordSearch::minLengths_user = nullptr;
-int32_t* RecordSearch::minScores_intern = nullptr;
-int32_t* RecordSearch::minLengths_intern = nullptr;
+Scoring::Scoring(const Settings& settings)
+    : mismatch(settings.mismatch_score), indel(settings.indel_score), prefer_longer(settings.prefer_longer_repeat),
+      reduction_limited(settings.maximum_scorereduction != SCOREREDUCTION_UNLIMITED),
+      max_reduction(settings.maximum_scorereduction),
+      // The depth is carried in 8 bits, so deeper settings are clamped.
+      max_depth(static_cast<unsigned>(std::min(settings.maximum_recursion_depth, 255))),
+      allowed_Ns(static_cast<uint32_t>(settings.Ns_allowed_in_a_row)),
+      pass_Ns(settings.Ns_allowed_in_a_row != 0 && !settings.treat_Ns_as_missense)
+{
+}
 
 namespace {
 
-// The rule of a user threshold table: max(floor, ceil(a + k*b)), the sum in
-// single precision as the thresholds have always been computed.
-struct ThresholdRule {
-  int32_t floor_value, a;
-  float b;
-
-  int32_t at(size_t k) const
-  {
-    float value = std::ceil(static_cast<float>(a) + static_cast<float>(k) * b);
-    // A value outside the 32-bit range (or not a number) converts to the
-    // smallest integer, as the processor's conversion does, so the floor decides.
-    int32_t rounded = value >= -2147483648.0f && value < 2147483648.0f ? static_cast<int32_t>(value) : INT32_MIN;
-    return rounded > floor_value ? rounded : floor_value;
-  }
-};
-
-// The tables are fixed by the settings in force at the first construction.
-// They cover every unit length up to global_max_unit_length, except that an
-// enormous maximum is only covered as far as a record can use it: a unit
-// must be shorter than its record, so entries beyond the longest record so
-// far are added when a longer record comes.
-struct ThresholdTables {
-  bool built = false;
-  ThresholdRule score_rule{}, length_rule{};
-  std::vector<int32_t> scores_user, lengths_user, scores_intern, lengths_intern;
-
-  void cover(size_t entries)
-  {
-    if (built && scores_user.size() >= entries)
-      return;
-    if (!built) {
-      score_rule = {global_min_score, global_min_score_a, global_min_score_bx};
-      length_rule = {global_min_length, global_min_length_a, global_min_length_bx};
-      built = true;
-    }
-    for (size_t k = scores_user.size(); k < entries; ++k) {
-      scores_user.push_back(score_rule.at(k));
-      lengths_user.push_back(length_rule.at(k));
-      scores_intern.push_back(k < 4 ? 4 : static_cast<int32_t>(k)); // seeds: max(k, 4)
-      lengths_intern.push_back(0);
-    }
-    RecordSearch::minScores_user = scores_user.data();
-    RecordSearch::minLengths_user = lengths_user.data();
-    RecordSearch::minScores_intern = scores_intern.data();
-    RecordSearch::minLengths_intern = lengths_intern.data();
-  }
-};
-
-ThresholdTables tables;
-
-std::atomic<uint64_t> searches{0};
+// A user threshold: max(floor, ceil(a + k*b)), the sum in single precision
+// as the thresholds have always been computed.
+int32_t threshold(int32_t floor_value, int32_t a, float b, size_t k)
+{
+  float value = std::ceil(static_cast<float>(a) + static_cast<float>(k) * b);
+  // A value outside the 32-bit range (or not a number) converts to the
+  // smallest integer, as the processor's conversion does, so the floor decides.
+  int32_t rounded = value >= -2147483648.0f && value < 2147483648.0f ? static_cast<int32_t>(value) : INT32_MIN;
+  return rounded > floor_value ? rounded : floor_value;
+}
 
 // Entries a record of this many residues needs: every unit length up to the
 // maximum that is shorter than the record.
-size_t entries_for(size_t residues)
+size_t entries_for(size_t residues, unsigned int max_unit_length)
 {
   const size_t usable = std::max<size_t>(residues, 1024);
-  return std::min<size_t>(global_max_unit_length, usable) + 1;
+  return std::min<size_t>(max_unit_length, usable) + 1;
 }
+
+std::atomic<uint64_t> searches{0};
 
 } // namespace
 
-bool RecordSearch::tables_cover(size_t residues)
+Thresholds::Thresholds(const Settings& settings) : settings(settings) {}
+
+bool Thresholds::covers(size_t residues) const
 {
-  return tables.built && tables.scores_user.size() >= entries_for(residues);
+  return scores_user.size() >= entries_for(residues, settings.max_unit_length);
 }
 
-RecordSearch::RecordSearch(unsigned int seq_number, FastaRecord& seq)
-    : seq_number(seq_number), seq(seq), exact_sats(repeat_pool), imperfect_sats(repeat_pool), search_id(++searches)
+void Thresholds::cover(size_t residues)
 {
-  tables.cover(entries_for(seq.residues.size()));
-  minScores = minScores_user;
-  minLengths = minLengths_user;
+  const Settings& s = settings;
+  for (size_t k = scores_user.size(); k < entries_for(residues, s.max_unit_length); ++k) {
+    scores_user.push_back(threshold(s.min_score, s.min_score_a, s.min_score_bx, k));
+    lengths_user.push_back(threshold(s.min_length, s.min_length_a, s.min_length_bx, k));
+    scores_seeds.push_back(k < 4 ? 4 : static_cast<int32_t>(k)); // seeds: max(k, 4)
+    lengths_seeds.push_back(0);
+  }
 }
 
-void RecordSearch::release_tables()
+RecordSearch::RecordSearch(const SearchSetup& setup, unsigned int seq_number, FastaRecord& seq, ThreadPool* workers,
+                           SearchProgress* progress)
+    : settings(setup.settings), scoring(setup.scoring), thresholds(setup.thresholds), seq_number(seq_number),
+      seq(seq), exact_sats(repeat_pool), imperfect_sats(repeat_pool), workers(workers), progress(progress),
+      search_id(++searches), scratch(workers ? workers->size() : 1)
 {
-  tables = ThresholdTables();
-  minScores_user = minLengths_user = minScores_intern = minLengths_intern = nullptr;
-  minScores = minLengths = nullptr;
 }
 
-RecordSearch::~RecordSearch() = default; // imperfect_sats first, then exact_sats
-
-void RecordSearch::progress(size_t offset, unsigned int unit_length) const
+RepeatList& RecordSearch::search_and_filter()
 {
-  if ((offset & 0xff) == 0 && console && check_report_status())
-    report_status(seq_number, seq.name.c_str(), unit_length, 'r');
+  if (settings.search_mode == 0) {
+    exact_search();
+    remove_hidden(exact_sats);
+    return exact_sats;
+  }
+  if (settings.search_mode == 1) {
+    // It leaves out the mostly hidden repeats itself, before it makes
+    // their records.
+    search_exact_and_extend_to_imperfect_repeats();
+  } else {
+    complete_imperfect_search();
+    remove_hidden(imperfect_sats);
+  }
+  filter_perfection(imperfect_sats);
+  restore_missense_lists(imperfect_sats);
+  return imperfect_sats;
 }
 
 void trim_Ns(Repeat& sat)

@@ -18,6 +18,15 @@ inline const char* step_unit(const char* u, const char* ub, const char* ue)
   return (u == ub ? ue : u) - 1;
 }
 
+// Where an edit at residue c goes in a missense list: a deletion is listed
+// at the residue that follows the missing unit character in sequence order,
+// so one made going backward at c + 1.
+template <int Dir>
+inline const char* listed_at(const char* c, char kind)
+{
+  return Dir < 0 && kind == 'D' ? c + 1 : c;
+}
+
 // The first N of s[0, n) at or after from, or n.
 inline size_t first_N_from(const char* s, size_t n, size_t from)
 {
