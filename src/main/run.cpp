@@ -5,7 +5,7 @@
 
 #include "main/console.h"
 #include "report/output_formats.h"
-#include "parallel/thread_pool.h"
+#include "parallel/ordered_walk.h"
 #include "search/record_search.h"
 #include "sequence/buffered_reader.h"
 #include "sequence/fasta_record.h"
@@ -274,6 +274,7 @@ int run_zerlan(int argc, char** argv)
     setup.thresholds.cover(residues);
     ConsoleProgress progress(record_number, record->name.c_str());
     job.controller = std::make_unique<RecordSearch>(setup, record_number, *record, parallel ? &pool : nullptr, &progress);
+    job.controller->walk_with_workers = walk_with_workers;
     job.found = &job.controller->search_and_filter();
     if (!report_record(job, out, out_name, masked, masked_name, settings))
       return ERROR_WRITE;

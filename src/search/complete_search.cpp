@@ -1,6 +1,5 @@
 #include "search/complete_search.h"
 
-#include "parallel/ordered_walk.h"
 #include "search/unit_walk.h"
 
 #include <algorithm>
@@ -71,7 +70,7 @@ void SeedPass::run()
 {
   const size_t seeds = n - u; // the last residue never starts a seed
   next_N = first_N_from(s, n, 0);
-  if (!search.workers || !walk_with_workers(*this, *search.workers, seeds))
+  if (!search.workers || !search.walk_with_workers || !search.walk_with_workers(*this, *search.workers, seeds))
     walk(0, seeds, nullptr);
   if (spare)
     repeat_pool.push_back(spare);

@@ -10,7 +10,13 @@
 #include <functional>
 #include <vector>
 
+class SeedPass;
 class ThreadPool;
+
+// How a pass of the complete search walks its seeds with workers ahead of
+// it (walk_with_workers in parallel/ordered_walk.h); false when it leaves
+// the walk to the pass.
+using WalkWithWorkers = bool (*)(SeedPass& pass, ThreadPool& pool, size_t seeds);
 
 // The scoring that the extension, its look-ahead and the seed filter read,
 // derived from the settings in this one place.
@@ -176,6 +182,7 @@ class RecordSearch {
   RepeatList exact_sats;
   RepeatList imperfect_sats;
   ThreadPool* const workers;
+  WalkWithWorkers walk_with_workers = nullptr;
   SearchProgress* const progress;
   // Tells the searches of different records apart, for what a thread's
   // scratch remembers between extensions (see walked_paths.h).
