@@ -197,13 +197,20 @@ int run_zerlan(int argc, char** argv)
 
   seq.residues.reserve(10000000);
   unsigned int record_number = 0;
+  const FastaRecord* previous = nullptr;
   while (!in.eof()) {
     FastaRecord* record = &seq;
     if (parallel) {
       if (idle_records.empty())
         idle_records.push_back(std::make_unique<FastaRecord>());
       record = idle_records.back().get();
+      // A lone '>' as the last byte of the input makes a record without a
+      // header, which keeps the name of the record read before it, as one
+      // record read into again and again does.
+      if (previous && previous != record)
+        record->name = previous->name;
     }
+    previous = record;
     if (settings.gaps_to_Ns)
       record->readFastaSequence_toupper_ambig2N_gaps2N(in);
     else

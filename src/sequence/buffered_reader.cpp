@@ -1,6 +1,14 @@
 #include "sequence/buffered_reader.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
+
+// Only what reads as a stream of bytes is an input: a regular file, a pipe
+// or a character device. A directory, say, opens, but every read fails.
+static bool is_byte_stream(const struct stat& st)
+{
+  return S_ISREG(st.st_mode) || S_ISFIFO(st.st_mode) || S_ISCHR(st.st_mode);
+}
 
 BufferedReader::BufferedReader()
     : state(fail_flag), line(1), buffer_pos(nullptr), buffer_end(nullptr), buffer(new char[BUFFER_SIZE])
@@ -15,15 +23,17 @@ void BufferedReader::ffopen(const std::string& name)
   ffclose();
   state = good_flag;
   read_error_text.clear();
+  struct stat st;
   if (name == "-") {
     // Standard input, read once from start to end like a file; zlib closes
     // its own copy of the descriptor, so standard input stays open.
     int fd = dup(STDIN_FILENO);
-    file = fd < 0 ? nullptr : gzdopen(fd, "rb");
+    file = fd >= 0 && fstat(fd, &st) == 0 && is_byte_stream(st) ? gzdopen(fd, "rb") : nullptr;
     if (!file && fd >= 0)
       close(fd);
   } else {
-    file = gzopen(name.c_str(), "rb");
+    // A name that is not there is left to gzopen to fail on.
+    file = stat(name.c_str(), &st) != 0 || is_byte_stream(st) ? gzopen(name.c_str(), "rb") : nullptr;
   }
   if (!file)
     state = fail_flag;

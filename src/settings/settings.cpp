@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <sched.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <tclap/CmdLine.h>
 #include <vector>
 
@@ -93,6 +95,38 @@ static int read_thread_count(Settings& settings)
   }
   settings.threads = static_cast<unsigned int>(std::min<long long>(value, MAX_THREADS));
   return 0;
+}
+
+// Splits a path into its folder (with the trailing '/', or "./") and name.
+static std::pair<std::string, std::string> folder_and_name(const std::string& path)
+{
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos)
+    return {"./", path};
+  return {path.substr(0, slash + 1), path.substr(slash + 1)};
+}
+
+// Whether two paths lead to the same file: the same device and inode, or,
+// for a file not there yet, the same name in the same folder once symbolic
+// links are followed (a link may point to the file the run would create).
+static bool same_file(std::string a, std::string b)
+{
+  struct stat sa, sb;
+  const bool a_exists = stat(a.c_str(), &sa) == 0, b_exists = stat(b.c_str(), &sb) == 0;
+  if (a_exists || b_exists)
+    return a_exists && b_exists && sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
+  for (std::string* path : {&a, &b}) {
+    char target[4096];
+    ssize_t n;
+    for (int links = 0; links < 40 && (n = readlink(path->c_str(), target, sizeof target - 1)) > 0; ++links) {
+      target[n] = 0;
+      *path = target[0] == '/' ? std::string(target) : folder_and_name(*path).first + target;
+    }
+  }
+  const auto [a_folder, a_name] = folder_and_name(a);
+  const auto [b_folder, b_name] = folder_and_name(b);
+  return a_name == b_name && stat(a_folder.c_str(), &sa) == 0 && stat(b_folder.c_str(), &sb) == 0 &&
+         sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
 }
 
 int read_and_init_parameters(int argc, char** argv, Settings& settings)
@@ -324,6 +358,13 @@ int read_and_init_parameters(int argc, char** argv, Settings& settings)
   if (settings.input_filename == "-" && (settings.mask_X || settings.mask_lower)) {
     error_message("Sorry, the options --maskX and --maskLower write the masked sequences to a file beside\n"
                   "the input file. They cannot be used when the input is read from standard input (\"-\").\n");
+    return -1;
+  }
+  // Writing the report into the masked file would leave neither complete.
+  if ((settings.mask_X || settings.mask_lower) && !settings.output_filename.empty() &&
+      same_file(settings.output_filename, settings.input_filename + ".masked")) {
+    error_message("Sorry, the output file \n   \"", settings.output_filename.c_str(),
+                  "\"\nis the file of masked sequences that this run writes beside the input file.\n");
     return -1;
   }
   return read_thread_count(settings);

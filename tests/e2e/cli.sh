@@ -31,6 +31,13 @@ check output-unwritable "$one" in.fa nodir/out.txt
 # Standard input has no place beside it for a masked copy.
 check masking-standard-input "$one" --maskX -
 check masking-standard-input "$one" --maskLower -
+# A report written into the masked copy of the same run would leave neither
+# complete: refused before any file is opened, however the path names it.
+check report-is-masked-file "$one" --maskX in.fa in.fa.masked
+check report-is-masked-file-by-path "$one" --maskLower in.fa ../run/in.fa.masked
+check report-is-masked-file-by-link "=printf '$one'; ln -s in.fa.masked link" --maskX in.fa link
+# A name that only begins like that of the masked copy is no conflict.
+check report-is-not-masked-file "$one" --maskX in.fa in.fa.masked.txt
 # The thread count from the environment is checked after the options.
 for threads in 0 -2 many '' 3x; do ZERLAN_THREADS=$threads check "threads-$threads" "$one" in.fa; done
 lines=2 check help "$one" --help

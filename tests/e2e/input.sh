@@ -41,5 +41,8 @@ check gzip-damaged "=printf '>r1 first\nACAC\nACAC\nacac\n' | gzip -n | perl -07
 # residues; the input ends before the header is split, so the short name
 # is still that of the record before.
 check lone-header-mark '>s\nACACACACACAC\n>' -M exact --outputFormat 0 --printRepeatSeqMode 0 in.fa
+# A directory, or anything else that is no file, pipe or character device,
+# cannot be opened as input; the report file is not even created.
+check input-directory "=mkdir folder" folder report.txt
 check disk-full '>r1\nACACACACACAC\n' in.fa /dev/full
 finish

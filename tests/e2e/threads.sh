@@ -41,22 +41,43 @@ records=("long satellite-rich record:300000")
 for i in {0..11}; do records+=("short $i:$((500 + i * 1700))"); done
 planted "${records[@]}" "only N:NNNNNNNNNN" "tiny:ACGTA" "after:3000" > in.fa
 
-for options in "" "-M extendExact --outputFormat 3" "-M exact --maskX -u 2" \
-  "--outputFormat 2 --maskLower -U 14 -R 20 --lastSeq 9"; do
-  for threads in 1 2 3 7; do
-    rm -f in.fa.masked
+# Runs zerlan OPTIONS on in.fa with 1, 2, 3 and 7 threads and compares
+# report, masked file, standard output, console and status with one thread's.
+same_for_all_threads() {
+  local options=$1 threads
+  for threads in 1 ${THREAD_COUNTS:-2 3 7}; do
+    rm -f in.fa.masked report
     # shellcheck disable=SC2086
     ZERLAN_THREADS=$threads "$ZERLAN" $options in.fa report > out 2> err
     echo "status $?" >> err
     sed -Ei 's/^[0-9]{2,}\.[0-9]{2}\.[0-9]{2} - #/TT.TT.TT - #/' err
     cat out err report in.fa.masked > "$threads.all" 2> /dev/null
-    if [ "$threads" = 1 ] && ! grep -q '^status 0$' err || ! grep -q long report; then
-      echo "FAILED: no report of the long record with options \"$options\""
-      failed=$((failed + 1))
-    elif ! cmp -s 1.all "$threads.all"; then
+    if ! cmp -s 1.all "$threads.all"; then
       echo "FAILED: $threads threads differ from 1 with options \"$options\": $(diff 1.all "$threads.all" | head -5)"
       failed=$((failed + 1))
     fi
+  done
+}
+
+for options in "" "-M extendExact --outputFormat 3" "-M exact --maskX -u 2" \
+  "--outputFormat 2 --maskLower -U 14 -R 20 --lastSeq 9"; do
+  same_for_all_threads "$options"
+  if ! grep -q '^status 0$' 1.all || ! grep -q long report; then
+    echo "FAILED: no report of the long record with options \"$options\""
+    failed=$((failed + 1))
+  fi
+done
+
+# File ends that the reader carries over from the record before: a lone '>'
+# as the last byte keeps that record's name (in the progress line and the
+# GFF sequence region); a header without residues, a last line without a
+# line break, CR line ends.
+for text in '>a\nACACACACACACACACACACAC\n>bb\nGTGTGTGTGTGTGTGTGTGTGT\n>' \
+  '>a x\r\nACACACACACACAC\r\n>bb\r\nGTGTGTGTGTGTGT\r\n>' '>a\rACACACACACACAC\r>bb y\rGTGTGTGTGT\r>\r' \
+  '>a\nACACACACACACAC\n>empty\n>c\nGTGTGTGTGTGTGT' '>a\nACACACACACACAC\n>c\nGTGTGTGTGTGTGT\n>empty'; do
+  printf "$text" > in.fa
+  for options in "" "--outputFormat 2" "-M exact --outputFormat 3 --maskX"; do
+    same_for_all_threads "$options"
   done
 done
 finish
