@@ -6,6 +6,7 @@
 #include "sequence/fasta_record.h"
 #include "settings/settings.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <vector>
