@@ -24,6 +24,7 @@ void report_status(unsigned int seq_number, const char* name, unsigned int unit_
 bool check_report_status();
 void update_report_time();
 void good_bye();
+void good_bye_on_error(int code);
 
 // The progress lines of one record's search on standard error.
 class ConsoleProgress : public SearchProgress {
@@ -40,6 +41,5 @@ class ConsoleProgress : public SearchProgress {
   unsigned int seq_number;
   const char* name;
 };
-void good_bye_on_error(int code);
 
 #endif
