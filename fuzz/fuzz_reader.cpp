@@ -3,8 +3,8 @@
 // record back out through the masked writer.
 
 #include "fuzz/fuzz_util.h"
-#include "sequence/CFile.h"
-#include "sequence/CSequence_Mol.h"
+#include "sequence/buffered_reader.h"
+#include "sequence/fasta_record.h"
 
 #include <cstdint>
 
@@ -12,8 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
   const std::string path = fuzz_input_file(data, size);
   for (bool gaps_to_N : {false, true}) {
-    CFile in;
-    CSequence_Mol seq;
+    BufferedReader in;
+    FastaRecord seq;
     in.ffopen(path);
     while (!in.eof()) {
       if (gaps_to_N)

@@ -5,7 +5,6 @@
 
 #include "fuzz/fuzz_util.h"
 #include "main/run.h"
-#include "search/CSearchController.h"
 
 #include <cstdint>
 #include <string>
@@ -41,7 +40,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
   argv.push_back(nullptr);
 
   run_zerlan(static_cast<int>(words.size()), argv.data());
-  // The thresholds depend on the options; the next run builds its own.
-  CSearchController::release_tables();
   return 0;
 }

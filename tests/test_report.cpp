@@ -2,9 +2,8 @@
 // units that repeat a shorter unit, the class names by unit length, and the
 // order of a repeat's edits.
 
-#include "report/CDnaString.h"
-#include "report/Csat.h"
-#include "settings/global-types-and-parameters.h"
+#include "report/unit_normal_form.h"
+#include "report/repeat.h"
 
 #include <gtest/gtest.h>
 
@@ -30,15 +29,12 @@ TEST(UnitNormalForm, ReportModes)
       {2, "CTG", "AGC"}, {2, "GGC", "CCG"}, {2, "T", "A"}, {2, "G", "C"}, {2, "GACGAC", ""}, {2, "AAA", ""},
   };
   for (const Case& c : cases) {
-    init_param();
-    global_report_unit_mode = c.mode;
-    Csat sat;
+    Repeat sat;
     sat.init(c.unit.data(), c.unit.data() + c.unit.size());
-    CDnaString unit;
-    const bool accepted = unit_normal_form(sat, unit);
+    UnitText unit;
+    const bool accepted = unit_normal_form(sat, unit, c.mode);
     EXPECT_EQ(accepted ? std::string(unit.data(), unit.size()) : "", c.reported) << c.mode << " " << c.unit;
   }
-  init_param();
 }
 
 TEST(UnitNormalForm, RepeatClassNames)
@@ -47,7 +43,7 @@ TEST(UnitNormalForm, RepeatClassNames)
                                " pentanucleotide", "  hexanucleotide", "    7-nucleotide"};
   const std::string text(7, 'A');
   for (size_t length = 1; length <= 7; ++length) {
-    Csat sat;
+    Repeat sat;
     sat.init(text.data(), text.data() + length);
     char* buffer = nullptr;
     size_t size = 0;
@@ -65,7 +61,7 @@ TEST(MissenseOrder, ByPositionThenDeletionInsertionMismatch)
 {
   const char* r = "ACGTACGT";
   std::vector<missense_entry> list = {{r + 5, 'M'}, {r + 6, 'D'}, {r + 5, 'I'}, {r + 4, 'M'}, {r + 5, 'D'}};
-  std::sort(list.begin(), list.end(), Csat::lessThan_missense());
+  std::sort(list.begin(), list.end(), Repeat::lessThan_missense());
   std::string order;
   for (const missense_entry& e : list)
     order += std::to_string(e.pos - r) + e.kind + " ";

@@ -3,7 +3,7 @@
 // and the line it stands on, after the record before it was reported.
 
 #include "main/run.h"
-#include "sequence/CSequence_Mol.h"
+#include "sequence/fasta_record.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ TEST(RunDriver, ARecordTooLongEndsTheRun)
 {
   const std::string input = testing::TempDir() + "too_long.fa", report = testing::TempDir() + "too_long.txt";
   std::ofstream(input) << ">a\nACACACACACAC\n>b\nACGTACGTAC\nGTACGTACGTA\n";
-  CSequence_Mol::max_length = 20;
+  FastaRecord::max_length = 20;
   const char* argv[] = {"zerlan", "-M", "exact", "--outputFormat", "3", input.c_str(), report.c_str()};
   testing::internal::CaptureStderr();
   const int status = run_zerlan(7, const_cast<char**>(argv));

@@ -1,9 +1,9 @@
 // The imperfect extension in both directions and the overlap filter: the two
 // places where a wrong tie or bound changes results only in rare inputs.
 
-#include "search/CSearchController.h"
-#include "search/period_runs.h"
-#include "settings/global-types-and-parameters.h"
+#include "search/record_search.h"
+#include "search/speedups/period_runs.h"
+#include "settings/settings.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ using Edits = std::vector<std::pair<size_t, char>>; // residue offset, kind 'M',
 struct ExtensionCase {
   const char* label;
   const char* residues; // the seed is the first unit of three residues
-  void (*settings)();
+  void (*settings)(Settings&);
   size_t end;
   int score;
   Edits edits;
@@ -33,20 +33,20 @@ const ExtensionCase cases[] = {
     {"deletion", "ACGACGACGACGCGACGACGACGACG", nullptr, 26, 18, {{12, 'D'}}, 0},     // A missing before the C
     // Score 9 both before the T at 12 and after it at 18.
     {"tie_prefers_longer", "ACGACGACGACGTCGACGTTTTT", nullptr, 18, 9, {{12, 'M'}}, 0},
-    {"tie_prefers_shorter", "ACGACGACGACGTCGACGTTTTT", [] { global_prefer_longer_repeat = 0; }, 12, 9, {}, 0},
+    {"tie_prefers_shorter", "ACGACGACGACGTCGACGTTTTT", [](Settings& s) { s.prefer_longer_repeat = 0; }, 12, 9, {}, 0},
     // After the T the bound is reached at score 5, one below the best 6.
     {"restore_at_bound", "ACGACGACGTCGAC", nullptr, 9, 6, {}, 0},
     {"two_Ns_passed", "ACGACGACGNNGACGACG", nullptr, 18, 13, {}, 2}, // the N's stand for A and C
     {"three_Ns_stop", "ACGACGACGNNNACGACG", nullptr, 9, 6, {}, 0},
-    {"N_as_missense", "ACGACGACGNCGACGACG", [] { global_treat_Ns_as_missense = true; }, 18, 9, {{9, 'M'}}, 0},
+    {"N_as_missense", "ACGACGACGNCGACGACG", [](Settings& s) { s.treat_Ns_as_missense = true; }, 18, 9, {{9, 'M'}}, 0},
     // A mismatch costs 5: a reduction of 4 forbids it, 5 allows it.
-    {"reduction_forbids_edit", ACG_T, [] { global_maximum_scorereduction = 4; }, 12, 9, {}, 0},
-    {"reduction_allows_edit", ACG_T, [] { global_maximum_scorereduction = 5; }, 27, 18, {{12, 'M'}}, 0},
-    {"deep_limit_is_bounded", ACG_T, [] { global_maximum_recursion_depth = 1000; }, 27, 18, {{12, 'M'}}, 0},
+    {"reduction_forbids_edit", ACG_T, [](Settings& s) { s.maximum_scorereduction = 4; }, 12, 9, {}, 0},
+    {"reduction_allows_edit", ACG_T, [](Settings& s) { s.maximum_scorereduction = 5; }, 27, 18, {{12, 'M'}}, 0},
+    {"deep_limit_is_bounded", ACG_T, [](Settings& s) { s.maximum_recursion_depth = 1000; }, 27, 18, {{12, 'M'}}, 0},
     // Looking one edit ahead, M, I and D at the T all promise 22: the tie
     // goes to M. The G after it is then a deletion (the unit's C missing).
     {"tie_goes_to_mismatch", "ACGACGACGACGACGACGACGACGACGACGTGACGACGACGACGACG",
-     [] { global_maximum_recursion_depth = 1; }, 47, 33, {{30, 'M'}, {31, 'D'}}, 0},
+     [](Settings& s) { s.maximum_recursion_depth = 1; }, 47, 33, {{30, 'M'}, {31, 'D'}}, 0},
 };
 
 class ImperfectExtension : public ::testing::TestWithParam<ExtensionCase> {};
@@ -59,25 +59,26 @@ TEST_P(ImperfectExtension, ForwardAndMirroredBackward)
 {
   const ExtensionCase& c = GetParam();
   for (bool backward : {false, true}) {
-    init_param();
+    Settings settings;
     if (c.settings)
-      c.settings();
+      c.settings(settings);
+    const SearchSetup setup(settings);
     std::string text = c.residues;
     const size_t n = text.size();
     if (backward)
       text.assign(text.rbegin(), text.rend());
-    CSequence_Mol seq;
+    FastaRecord seq;
     seq.residues.assign(text.data(), static_cast<uint32_t>(n));
     const char* s = seq.residues.data();
-    CSearchController ctl(1, seq);
-    Csat* sat = sat_alloc.get_new(s + (backward ? n - 3 : 0), s + (backward ? n : 3));
+    RecordSearch ctl(setup, 1, seq);
+    Repeat* sat = repeat_pool.get_new(s + (backward ? n - 3 : 0), s + (backward ? n : 3));
     Edits expected = c.edits;
     if (backward) {
-      ctl.extend_imperfect_backward(*sat, s - 1);
+      ctl.extend_imperfect_backward(*sat, s - 1, ctl.scratch[0]);
       for (auto& e : expected)
         e.first = e.second == 'D' ? n - e.first : n - 1 - e.first;
     } else {
-      ctl.extend_imperfect_forward(*sat, s + n);
+      ctl.extend_imperfect_forward(*sat, s + n, ctl.scratch[0]);
     }
     Edits got;
     unsigned counts[3] = {sat->num_mismatches, sat->num_insertions, sat->num_deletions}, expected_counts[3] = {};
@@ -91,9 +92,8 @@ TEST_P(ImperfectExtension, ForwardAndMirroredBackward)
         << (backward ? "backward" : "forward");
     EXPECT_EQ(got, expected) << (backward ? "backward" : "forward");
     EXPECT_EQ(std::vector<unsigned>(counts, counts + 3), std::vector<unsigned>(expected_counts, expected_counts + 3));
-    sat_alloc.push_back(sat);
+    repeat_pool.push_back(sat);
   }
-  init_param();
 }
 
 INSTANTIATE_TEST_SUITE_P(WorkedSequences, ImperfectExtension, ::testing::ValuesIn(cases),
@@ -117,16 +117,17 @@ TEST(RemoveHidden, KeepsTheHigherScoreOfMostlyOverlappingRepeats)
       {"scan goes on after a removal", {{0, 30, 3, 5}, {5, 20, 5, 10}, {10, 20, 2, 20}}, {2}},
       {"filter off", {{0, 30, 3, 10}, {5, 20, 5, 5}}, {0, 1}},
   };
-  CSequence_Mol seq;
+  FastaRecord seq;
   seq.residues.assign(std::string(60, 'A').c_str());
   const char* s = seq.residues.data();
   for (const Case& c : cases) {
-    init_param();
-    global_remove_mostly_hidden = std::string(c.label) != "filter off";
-    CSearchController ctl(1, seq);
-    std::vector<Csat*> made, kept;
+    Settings settings;
+    settings.remove_mostly_hidden = std::string(c.label) != "filter off";
+    const SearchSetup setup(settings);
+    RecordSearch ctl(setup, 1, seq);
+    std::vector<Repeat*> made, kept;
     for (const auto& [begin, end, unit, score] : c.records) {
-      made.push_back(sat_alloc.get_new(s + begin, s + begin + unit));
+      made.push_back(repeat_pool.get_new(s + begin, s + begin + unit));
       made.back()->sat_end = s + end;
       made.back()->score = score;
       ctl.imperfect_sats.sats.push_back(made.back());
@@ -134,9 +135,8 @@ TEST(RemoveHidden, KeepsTheHigherScoreOfMostlyOverlappingRepeats)
     for (size_t i : c.kept)
       kept.push_back(made[i]);
     ctl.remove_hidden(ctl.imperfect_sats);
-    EXPECT_EQ(std::vector<Csat*>(ctl.imperfect_sats.sats.begin(), ctl.imperfect_sats.sats.end()), kept) << c.label;
+    EXPECT_EQ(std::vector<Repeat*>(ctl.imperfect_sats.sats.begin(), ctl.imperfect_sats.sats.end()), kept) << c.label;
   }
-  init_param();
 }
 
 // The exact search scans for runs of positions that agree with the

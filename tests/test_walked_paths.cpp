@@ -5,11 +5,10 @@
 // must extend to the same record, field by field and edit by edit, whether
 // its walk is its own or follows others, and with its list or without.
 
-#include "main/console.h"
-#include "search/CSearchController.h"
-#include "search/deferred_marks.h"
-#include "search/seed_filter.h"
-#include "settings/global-types-and-parameters.h"
+#include "search/record_search.h"
+#include "search/speedups/deferred_marks.h"
+#include "search/speedups/seed_filter.h"
+#include "settings/settings.h"
 
 #include <gtest/gtest.h>
 
@@ -49,7 +48,7 @@ std::string array(bool attcc, size_t length)
   return s;
 }
 
-std::string describe(const Csat& r, const char* s, bool with_list = true)
+std::string describe(const Repeat& r, const char* s, bool with_list = true)
 {
   std::string d = std::to_string(r.sat_begin - s) + "-" + std::to_string(r.sat_end - s) + " phases " +
                   std::to_string(r.unit_phase_left - s) + "," + std::to_string(r.unit_phase_right - s) + " score " +
@@ -66,32 +65,33 @@ TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
 {
   for (bool attcc : {true, false}) {
     for (int prefer_longer : {1, 0}) {
-      init_param();
-      update_report_time();
-      CSequence_Mol seq;
+      Settings settings;
+      settings.prefer_longer_repeat = prefer_longer;
+      Settings bounded = settings;
+      bounded.maximum_scorereduction = SCOREREDUCTION_UNLIMITED - 1;
+      const SearchSetup setup(settings), setup_bounded(bounded);
+      FastaRecord seq;
       const std::string text = array(attcc, 1500);
       seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
       const char* s = seq.residues.data();
       const char* end = s + seq.residues.size();
-      CSearchController shared(1, seq);
+      RecordSearch shared(setup, 1, seq);
+      SearchScratch& scratch = shared.scratch[0];
       for (size_t u : {2u, 5u, 7u, 10u}) {
         for (size_t b = 300; b + u < 1800; b += 11) {
-          Csat followed, own, counted;
-          global_prefer_longer_repeat = prefer_longer;
+          Repeat followed, own, counted;
           followed.init(s + b, s + b + u);
-          shared.extend_imperfect_forward(followed, end);
-          shared.extend_imperfect_backward(followed, s - 1);
+          shared.extend_imperfect_forward(followed, end, scratch);
+          shared.extend_imperfect_backward(followed, s - 1, scratch);
           // A record without its list jumps over the followed stretches.
           counted.init(s + b, s + b + u);
           counted.missense_dropped = true;
-          shared.extend_imperfect_forward(counted, end);
-          shared.extend_imperfect_backward(counted, s - 1);
-          global_maximum_scorereduction = SCOREREDUCTION_UNLIMITED - 1;
-          CSearchController alone(2, seq);
+          shared.extend_imperfect_forward(counted, end, scratch);
+          shared.extend_imperfect_backward(counted, s - 1, scratch);
+          RecordSearch alone(setup_bounded, 2, seq);
           own.init(s + b, s + b + u);
-          alone.extend_imperfect_forward(own, end);
-          alone.extend_imperfect_backward(own, s - 1);
-          global_maximum_scorereduction = SCOREREDUCTION_UNLIMITED;
+          alone.extend_imperfect_forward(own, end, alone.scratch[0]);
+          alone.extend_imperfect_backward(own, s - 1, alone.scratch[0]);
           ASSERT_EQ(describe(followed, s), describe(own, s))
               << (attcc ? "ATTCC" : "AC/7") << " unit " << u << " seed " << b << " P " << prefer_longer;
           ASSERT_EQ(describe(counted, s, false), describe(own, s, false)) << "without list, seed " << b;
@@ -108,34 +108,34 @@ TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
 TEST(DeferredMarks, AreThoseOfCoveringEachRecordAtOnce)
 {
   for (bool attcc : {true, false}) {
-    init_param();
-    update_report_time();
-    CSequence_Mol seq;
+    const Settings settings;
+    const SearchSetup setup(settings);
+    FastaRecord seq;
     const std::string text = array(attcc, 3000);
     seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
     const char* s = seq.residues.data();
     const char* end = s + seq.residues.size();
-    CSearchController c(1, seq);
-    CAnchorSeq set_later(seq), at_once(seq);
-    DeferredMarks deferred(set_later, c.search_id, s);
-    std::vector<FollowedEdits> followed;
+    RecordSearch c(setup, 1, seq);
+    SearchMarks set_later(seq), at_once(seq);
+    DeferredMarks deferred(set_later, c.scratch[0], c.search_id, s);
+    EditsByReference followed;
     size_t by_reference = 0;
     for (size_t u : {5u, 7u}) {
       for (size_t b = 300; b + u < 3300; b += 3) {
-        Csat sat, whole;
+        Repeat sat, whole;
         sat.init(s + b, s + b + u);
-        followed.clear();
-        c.extend_imperfect_forward(sat, end, &followed);
-        c.extend_imperfect_backward(sat, s - 1, &followed);
+        followed.edits.clear();
+        c.extend_imperfect_forward(sat, end, c.scratch[0], &followed);
+        c.extend_imperfect_backward(sat, s - 1, c.scratch[0], &followed);
         whole.init(s + b, s + b + u);
-        c.extend_imperfect_forward(whole, end);
-        c.extend_imperfect_backward(whole, s - 1);
+        c.extend_imperfect_forward(whole, end, c.scratch[0]);
+        c.extend_imperfect_backward(whole, s - 1, c.scratch[0]);
         size_t edits = sat.missense_list.size();
-        for (const FollowedEdits& f : followed)
+        for (const FollowedEdits& f : followed.edits)
           edits += f.to - f.from;
         ASSERT_EQ(edits, whole.missense_list.size()) << "seed " << b;
-        by_reference += !followed.empty();
-        deferred.cover(sat, followed);
+        by_reference += !followed.edits.empty();
+        deferred.cover(sat, followed.edits);
         at_once.cover(static_cast<size_t>(whole.sat_begin - s), static_cast<size_t>(whole.sat_end - s));
         for (const missense_entry& m : whole.missense_list)
           at_once.free_at(static_cast<size_t>(m.pos - s));
@@ -144,7 +144,7 @@ TEST(DeferredMarks, AreThoseOfCoveringEachRecordAtOnce)
       }
       // A repeat covered at once inside the deferred ones splits them; a
       // read in its residues settles the deferred ones after it.
-      Csat inner;
+      Repeat inner;
       inner.init(s + 1000, s + 1000 + u);
       inner.sat_end = s + 1050;
       deferred.cover(inner, {});
@@ -172,13 +172,13 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
   };
   for (const Scoring& sc : {Scoring{-5, -5, 1, SCOREREDUCTION_UNLIMITED}, Scoring{-3, -7, 0, SCOREREDUCTION_UNLIMITED},
                             Scoring{-5, -5, 1, 10}, Scoring{-8, -2, 1, SCOREREDUCTION_UNLIMITED}}) {
-    init_param();
-    update_report_time();
-    global_mismatch_score = sc.mismatch;
-    global_indel_score = sc.indel;
-    global_prefer_longer_repeat = sc.prefer_longer;
-    global_maximum_scorereduction = sc.reduction;
-    CSequence_Mol seq;
+    Settings settings;
+    settings.mismatch_score = sc.mismatch;
+    settings.indel_score = sc.indel;
+    settings.prefer_longer_repeat = sc.prefer_longer;
+    settings.maximum_scorereduction = sc.reduction;
+    const SearchSetup setup(settings);
+    FastaRecord seq;
     // First, after random residues, a seed ACGT that reads CGT exactly
     // before it and then, past one mismatch, GTACGT: it reaches 4 only
     // through what it gains backward.
@@ -189,21 +189,21 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
     seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
     const char* s = seq.residues.data();
     const char* end = s + seq.residues.size();
-    CSearchController c(1, seq);
+    RecordSearch c(setup, 1, seq);
     size_t seeds = 0, turned_away = 0;
     for (uint32_t u = 1; u <= 10; ++u) {
       for (int32_t min_score : {4, 5, 6, 10, 14}) {
-        SeedFilter filter(s, end, u, min_score);
+        SeedFilter filter(s, end, u, min_score, setup.scoring);
         for (size_t b = 0; b + u < text.size(); ++b) {
           if (text.find('N', b) < b + u)
             continue;
           seeds += min_score == 6 && b < 300;
           if (!filter.falls_short(s + b))
             continue;
-          Csat sat;
+          Repeat sat;
           sat.init(s + b, s + b + u);
-          c.extend_imperfect_forward(sat, end);
-          c.extend_imperfect_backward(sat, s - 1);
+          c.extend_imperfect_forward(sat, end, c.scratch[0]);
+          c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
           ASSERT_LT(sat.score, min_score) << "unit " << u << " seed " << b << " mismatch " << sc.mismatch;
           turned_away += min_score == 6 && b < 300;
         }

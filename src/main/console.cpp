@@ -1,6 +1,5 @@
 #include "main/console.h"
 
-#include "settings/global-types-and-parameters.h"
 #include "settings/number2cstring.h"
 
 time_t time_analysis_started;
@@ -42,27 +41,15 @@ void PrintMessage(FILE* out, const char* a, const char* b, const char* c, const 
   put_strings(out, p, 5);
 }
 
-void general_PrintMessage(FILE* out, const char* a) { PrintMessage(out, a); }
-void general_PrintMessage(FILE* out, const char* a, const char* b) { PrintMessage(out, a, b); }
-void general_PrintMessage(FILE* out, const char* a, const char* b, const char* c) { PrintMessage(out, a, b, c); }
-void general_PrintMessage(FILE* out, const char* a, const char* b, const char* c, const char* d)
-{
-  PrintMessage(out, a, b, c, d);
-}
-void general_PrintMessage(FILE* out, const char* a, const char* b, const char* c, const char* d, const char* e)
-{
-  PrintMessage(out, a, b, c, d, e);
-}
-
 void zerlan_welcome(FILE* out)
 {
-  general_PrintMessage(out, "\n\n", "      Welcome to Zerlan, version 3.3.11,\n",
+  PrintMessage(out, "\n\n", "      Welcome to Zerlan, version 3.3.11,\n",
                        "      a microsatellite and satellite search tool.\n", "\n");
 }
 
 void creator_message(FILE* out, const char* prefix)
 {
-  general_PrintMessage(out, prefix, "Results computed with:\n", prefix, "   Zerlan, version 3.3.11\n");
+  PrintMessage(out, prefix, "Results computed with:\n", prefix, "   Zerlan, version 3.3.11\n");
 }
 
 void report_status(unsigned int seq_number, const char* name, unsigned int unit_length, char)
@@ -85,20 +72,16 @@ bool check_report_status()
 
 void update_report_time() { time_next_status_report = time(nullptr) + 59; }
 
-void good_bye(FILE* out)
+void good_bye()
 {
-  if (global_print_sat_mode == 2)
-    std::fputs("# End tandem repeats\n", out);
-  else if (global_print_sat_mode != 4)
-    std::fputs("## Finished successfully. ##\n", out);
-  general_PrintMessage(stderr, "\nAnalysis finished successfully.\n\n", "Zerlan says goodbye.\n\n");
+  PrintMessage(stderr, "\nAnalysis finished successfully.\n\n", "Zerlan says goodbye.\n\n");
 }
 
 void good_bye_on_error(int code)
 {
   if (code == -1)
-    general_PrintMessage(stderr, "\n\n");
+    PrintMessage(stderr, "\n\n");
   else
-    general_PrintMessage(stderr, "\nAnalysis has been aborted due to errors. Error number: ", number2str(code),
+    PrintMessage(stderr, "\nAnalysis has been aborted due to errors. Error number: ", number2str(code),
                          "\n\n");
 }

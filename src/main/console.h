@@ -1,5 +1,7 @@
-#ifndef CONSOLE_H
-#define CONSOLE_H
+#ifndef MAIN_CONSOLE_H
+#define MAIN_CONSOLE_H
+
+#include "search/record_search.h"
 
 #include <cstdio>
 #include <ctime>
@@ -10,11 +12,6 @@
 extern time_t time_analysis_started;   // zero point of the elapsed time
 extern time_t time_next_status_report; // a timed progress line is due after this
 
-void general_PrintMessage(FILE* out, const char* a);
-void general_PrintMessage(FILE* out, const char* a, const char* b);
-void general_PrintMessage(FILE* out, const char* a, const char* b, const char* c);
-void general_PrintMessage(FILE* out, const char* a, const char* b, const char* c, const char* d);
-void general_PrintMessage(FILE* out, const char* a, const char* b, const char* c, const char* d, const char* e);
 void PrintMessage(FILE* out, const char* a);
 void PrintMessage(FILE* out, const char* a, const char* b);
 void PrintMessage(FILE* out, const char* a, const char* b, const char* c);
@@ -26,7 +23,23 @@ void creator_message(FILE* out, const char* prefix);
 void report_status(unsigned int seq_number, const char* name, unsigned int unit_length, char ignored);
 bool check_report_status();
 void update_report_time();
-void good_bye(FILE* out);
+void good_bye();
 void good_bye_on_error(int code);
+
+// The progress lines of one record's search on standard error.
+class ConsoleProgress : public SearchProgress {
+ public:
+  ConsoleProgress(unsigned int seq_number, const char* name) : seq_number(seq_number), name(name) {}
+  void step(const char* text) override { PrintMessage(stderr, text); }
+  void at_unit_length(unsigned int unit_length) override
+  {
+    if (check_report_status())
+      report_status(seq_number, name, unit_length, 'r');
+  }
+
+ private:
+  unsigned int seq_number;
+  const char* name;
+};
 
 #endif

@@ -5,21 +5,17 @@
 
 #include "main/console.h"
 #include "report/output_formats.h"
-#include "search/CSearchController.h"
-#include "sequence/CFile.h"
-#include "sequence/CSequence_Mol.h"
-#include "settings/global-types-and-parameters.h"
+#include "parallel/record_pipeline.h"
+#include "sequence/buffered_reader.h"
+#include "sequence/fasta_record.h"
+#include "settings/settings.h"
 #include "settings/number2cstring.h"
 
-#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <deque>
-#include <memory>
-#include <vector>
 
 namespace {
 
@@ -48,85 +44,135 @@ bool write_failed(FILE* f, const char* name, bool closing = false)
   if (!failed)
     return false;
   const char* reason = std::strerror(errno ? errno : EIO);
-  general_PrintMessage(stderr, "Sorry! Failed to write to \n   \"", name, "\"\n");
-  general_PrintMessage(stderr, "(", reason, "). The output is incomplete.\n");
+  PrintMessage(stderr, "Sorry! Failed to write to \n   \"", name, "\"\n");
+  PrintMessage(stderr, "(", reason, "). The output is incomplete.\n");
   good_bye_on_error(ERROR_WRITE);
   return true;
 }
 
-// A record on its way through the run: read, searched (on any thread),
-// then reported and masked in input order.
-struct RecordJob {
-  unsigned int number = 0;
-  CSequence_Mol* record = nullptr;
-  std::unique_ptr<CSequence_Mol> seq; // owns the record while it is searched on the pool
-  std::unique_ptr<CSearchController> controller;
-  CsatContainer* found = nullptr;
-  // Searched on the reading thread, which wrote the record's progress line
-  // and the search's messages as it went.
-  bool searched_here = false;
-  std::atomic<bool> searched{false};
+// Writes the records' reports and masked copies as they come, and tells
+// their searches on the console.
+class RunOutput : public RecordSink {
+ public:
+  RunOutput(const Settings& settings, FILE* out, const char* out_name, FILE* masked, const std::string& masked_name)
+      : settings(settings), out(out), out_name(out_name), masked(masked), masked_name(masked_name)
+  {
+  }
+
+  SearchProgress& search_starts(unsigned int number, FastaRecord& record) override
+  {
+    report_status(number, record.name.c_str(), settings.min_unit_length, 'r');
+    update_report_time();
+    progress = ConsoleProgress(number, record.name.c_str());
+    return progress;
+  }
+
+  bool searched(FastaRecord& record, RepeatList& found) override
+  {
+    report_SATList(out, found.sats, record, settings);
+    if (write_failed(out, out_name))
+      return false;
+    if (masked) {
+      // Masking follows the report, so reported sequences are never masked.
+      char* residues = record.residues.data();
+      for (const Repeat* sat : found.sats) {
+        char* end = residues + (sat->sat_end - residues);
+        for (char* p = residues + (sat->sat_begin - residues); p != end; ++p)
+          *p = settings.mask_lower ? static_cast<char>(std::tolower(static_cast<unsigned char>(*p))) : 'X';
+      }
+      record.writeSequence_fill_in_gaps_and_stars(masked, 80);
+      if (write_failed(masked, masked_name.c_str()))
+        return false;
+    }
+    return true;
+  }
+
+ private:
+  const Settings& settings;
+  FILE* out;
+  const char* out_name;
+  FILE* masked;
+  const std::string& masked_name;
+  ConsoleProgress progress{0, ""};
 };
 
-// The search of the chosen mode and the filters; returns the container that
-// is reported and masked.
-CsatContainer& search_record(CSearchController& controller)
+// Reads the records and runs them through the pipeline; 0, or the status
+// of an early end (its message is out).
+int run_records(BufferedReader& in, RecordPipeline& pipeline, const Settings& settings)
 {
-  if (global_search_mode == 0) {
-    controller.exact_search_2();
-    controller.remove_hidden(controller.exact_sats);
-    return controller.exact_sats;
+  unsigned int record_number = 0;
+  while (!in.eof()) {
+    FastaRecord& record = pipeline.next_record();
+    if (settings.gaps_to_Ns)
+      record.readFastaSequence_toupper_ambig2N_gaps2N(in);
+    else
+      record.readFastaSequence_toupper_ambig2N_removegaps(in);
+    // Whatever ends the run here comes after the reports of the records before.
+    const bool read_failed = record.too_long || !in.read_error().empty() || (in.fail() && !in.eof());
+    if (read_failed && !pipeline.finish())
+      return ERROR_WRITE;
+    if (record.too_long) {
+      PrintMessage(stderr, "Sorry! A sequence in the input file is longer than ",
+                   number2str(FastaRecord::max_length), " characters,\n");
+      PrintMessage(stderr, "the longest Zerlan can handle. File position: line ", number2str(in.line_number()),
+                   "\n");
+      good_bye_on_error(ERROR_RECORD_TOO_LONG);
+      return ERROR_RECORD_TOO_LONG;
+    }
+    // The input ended on a decompression or read error: the last record may
+    // be cut short, so it is not reported as if it were complete.
+    if (!in.read_error().empty()) {
+      PrintMessage(stderr, "Sorry! The input file \n   \"", settings.input_filename.c_str(),
+                   "\"\ncould not be read completely: ");
+      PrintMessage(stderr, in.read_error().c_str(), "\n");
+      good_bye_on_error(ERROR_INPUT_READ);
+      return ERROR_INPUT_READ;
+    }
+    if (in.fail() && !in.eof()) {
+      PrintMessage(stderr, "\n\n", "An error occurred while reading the input file. It might not be a "
+                                   "valid fasta file.\n");
+      PrintMessage(stderr, "File position: line ", number2str(in.line_number()), "\n");
+      return -25;
+    }
+    ++record_number;
+    if (record_number < static_cast<unsigned int>(settings.sequence_from) ||
+        record_number > static_cast<unsigned int>(settings.sequence_to))
+      continue;
+    if (!pipeline.search(record_number))
+      return ERROR_WRITE;
   }
-  if (global_search_mode == 1) {
-    // It leaves out the mostly hidden repeats itself, before it makes
-    // their records.
-    controller.search_exact_and_extend_to_imperfect_repeats();
-  } else {
-    controller.complete_imperfect_search(nullptr);
-    controller.remove_hidden(controller.imperfect_sats);
-  }
-  controller.filter_perfection(controller.imperfect_sats);
-  controller.restore_missense_lists(controller.imperfect_sats);
-  return controller.imperfect_sats;
+  return pipeline.finish() ? 0 : ERROR_WRITE;
 }
 
-// Writes a searched record's report and, with masking on, its masked copy.
-// A record searched on the pool gets its progress line and the messages of
-// its search here, in the order a search on this thread would have written
-// them. False when a write failed (the message is out).
-bool report_record(RecordJob& job, FILE* out, const char* out_name, FILE* masked, const std::string& masked_name)
+// Opens the input and, when one is named, the report file; 0, or the
+// status of the early end (its message is out).
+int open_input_and_report(const Settings& settings, BufferedReader& in, FILE*& out)
 {
-  CSequence_Mol& seq = *job.record;
-  if (!job.searched_here) {
-    report_status(job.number, seq.name.c_str(), global_min_unit_length, 'r');
-    update_report_time();
-    if (global_search_mode == 1)
-      general_PrintMessage(stderr, "  Searching for exact repeats.\n", "  Extend exact to imperfect repeats.\n");
+  in.ffopen(settings.input_filename);
+  if (in.fail()) {
+    PrintMessage(stderr, "Sorry! The input file \n   \"", settings.input_filename.c_str(),
+                         "\"\ncould not be opened. I guess it does not exist.\n");
+    good_bye_on_error(-101);
+    return -101;
   }
-  report_SATList(out, job.found->sats, seq);
-  if (write_failed(out, out_name))
-    return false;
-  if (masked) {
-    // Masking follows the report, so reported sequences are never masked.
-    char* residues = seq.residues.data();
-    for (const Csat* sat : job.found->sats) {
-      char* end = residues + (sat->sat_end - residues);
-      for (char* p = residues + (sat->sat_begin - residues); p != end; ++p)
-        *p = global_mask_lower ? static_cast<char>(std::tolower(static_cast<unsigned char>(*p))) : 'X';
+  if (!settings.output_filename.empty()) {
+    out = std::fopen(settings.output_filename.c_str(), "w");
+    if (!out) {
+      PrintMessage(stderr, "Sorry! Failed to open file\n   \"", settings.output_filename.c_str(),
+                           "\"\nas output file.\n");
+      good_bye_on_error(-102);
+      return -102;
     }
-    seq.writeSequence_fill_in_gaps_and_stars(masked, 80);
-    if (write_failed(masked, masked_name.c_str()))
-      return false;
   }
-  return true;
+  return 0;
 }
 
 } // namespace
 
 int run_zerlan(int argc, char** argv)
 {
-  CSequence_Mol seq;
-  CFile in;
+  Settings settings;
+  BufferedReader in;
   FILE* out = stdout;
   FILE* masked = nullptr;
   StreamCloser close_out{out}, close_masked{masked};
@@ -134,177 +180,48 @@ int run_zerlan(int argc, char** argv)
   time_analysis_started = time(nullptr);
   zerlan_welcome(stderr);
 
-  int result = read_and_init_parameters(argc, argv);
+  int result = read_and_init_parameters(argc, argv, settings);
   if (result != 0) {
     good_bye_on_error(result);
     return result;
   }
 
-  in.ffopen(global_input_filename);
-  if (in.fail()) {
-    general_PrintMessage(stderr, "Sorry! The input file \n   \"", global_input_filename.c_str(),
-                         "\"\ncould not be opened. I guess it does not exist.\n");
-    good_bye_on_error(-101);
-    return -101;
-  }
-  if (!global_output_filename.empty()) {
-    out = std::fopen(global_output_filename.c_str(), "w");
-    if (!out) {
-      general_PrintMessage(stderr, "Sorry! Failed to open file\n   \"", global_output_filename.c_str(),
-                           "\"\nas output file.\n");
-      good_bye_on_error(-102);
-      return -102;
-    }
-  }
-  const char* out_name = global_output_filename.empty() ? "standard output" : global_output_filename.c_str();
+  const int opened = open_input_and_report(settings, in, out);
+  if (opened != 0)
+    return opened;
+  const char* out_name = settings.output_filename.empty() ? "standard output" : settings.output_filename.c_str();
 
   creator_message(stderr, "");
-  print_search_parameters(stderr, "");
-  general_PrintMessage(stderr, "\n\nSearch progress:\n\nTime     - SeqNr - PatLen - Seq-Name\n",
+  print_search_parameters(stderr, "", settings);
+  PrintMessage(stderr, "\n\nSearch progress:\n\nTime     - SeqNr - PatLen - Seq-Name\n",
                        "------------------------------------------------------------------------\n");
   creator_message(out, "# ");
-  print_search_parameters(out, "# ");
-  print_output_format(out, "# ");
+  print_search_parameters(out, "# ", settings);
+  print_output_format(out, "# ", settings);
   if (write_failed(out, out_name))
     return ERROR_WRITE;
 
-  const bool masking = global_mask_X || global_mask_lower;
-  const std::string masked_name = global_input_filename + ".masked";
-  if (masking) {
+  const std::string masked_name = settings.input_filename + ".masked";
+  if (settings.masking()) {
     // Without the masked file the user would lose what was asked for, so
     // the run ends here, like a failure to open the output file.
     masked = std::fopen(masked_name.c_str(), "w");
     if (!masked) {
-      general_PrintMessage(stderr, "Sorry! Failed to open file\n   \"", masked_name.c_str(),
-                           "\"\nfor the masked sequences.\n");
+      PrintMessage(stderr, "Sorry! Failed to open file\n   \"", masked_name.c_str(), "\"\nfor the masked sequences.\n");
       good_bye_on_error(ERROR_MASKED_FILE_OPEN);
       return ERROR_MASKED_FILE_OPEN;
     }
   }
 
-  // Records are read, reported and masked in input order on this thread.
-  // With several threads, short records are searched on the pool while the
-  // next ones are read, up to a bounded number of residues per thread; a
-  // long record is searched alone, with all threads walking its seeds.
-  CThreadPool pool(global_threads);
-  const bool parallel = pool.size() > 1;
-  const size_t short_record = 256 * 1024;
-  const size_t in_flight_residues_max = pool.size() * 1024 * 1024;
-  const size_t in_flight_records_max = 4 * pool.size();
-  std::deque<std::unique_ptr<RecordJob>> in_flight;
-  std::vector<std::unique_ptr<CSequence_Mol>> idle_records;
-  size_t in_flight_residues = 0;
-
-  // Reports the oldest record in flight once its search has ended.
-  auto report_oldest = [&]() -> bool {
-    RecordJob& job = *in_flight.front();
-    pool.help_until([&] { return job.searched.load(); });
-    in_flight_residues -= job.record->residues.size();
-    const bool ok = report_record(job, out, out_name, masked, masked_name);
-    job.controller.reset();
-    idle_records.push_back(std::move(job.seq));
-    in_flight.pop_front();
-    return ok;
-  };
-  auto report_all = [&]() -> bool {
-    while (!in_flight.empty())
-      if (!report_oldest())
-        return false;
-    return true;
-  };
-
-  seq.residues.reserve(10000000);
-  unsigned int record_number = 0;
-  const CSequence_Mol* previous = nullptr;
-  while (!in.eof()) {
-    CSequence_Mol* record = &seq;
-    if (parallel) {
-      if (idle_records.empty())
-        idle_records.push_back(std::make_unique<CSequence_Mol>());
-      record = idle_records.back().get();
-      // A lone '>' as the last byte of the input makes a record without a
-      // header, which keeps the name of the record read before it, as one
-      // record read into again and again does.
-      if (previous && previous != record)
-        record->name = previous->name;
-    }
-    previous = record;
-    if (global_gaps_to_Ns)
-      record->readFastaSequence_toupper_ambig2N_gaps2N(in);
-    else
-      record->readFastaSequence_toupper_ambig2N_removegaps(in);
-    // Whatever ends the run here comes after the reports of the records before.
-    const bool read_failed = record->too_long || !in.read_error().empty() || (in.fail() && !in.eof());
-    if (read_failed && !report_all())
-      return ERROR_WRITE;
-    if (record->too_long) {
-      general_PrintMessage(stderr, "Sorry! A sequence in the input file is longer than ",
-                           number2str(CSequence_Mol::max_length), " characters,\n");
-      general_PrintMessage(stderr, "the longest Zerlan can handle. File position: line ",
-                           number2str(in.line_number()), "\n");
-      good_bye_on_error(ERROR_RECORD_TOO_LONG);
-      return ERROR_RECORD_TOO_LONG;
-    }
-    // The input ended on a decompression or read error: the last record may
-    // be cut short, so it is not reported as if it were complete.
-    if (!in.read_error().empty()) {
-      general_PrintMessage(stderr, "Sorry! The input file \n   \"", global_input_filename.c_str(),
-                           "\"\ncould not be read completely: ");
-      general_PrintMessage(stderr, in.read_error().c_str(), "\n");
-      good_bye_on_error(ERROR_INPUT_READ);
-      return ERROR_INPUT_READ;
-    }
-    if (in.fail() && !in.eof()) {
-      general_PrintMessage(stderr, "\n\n", "An error occurred while reading the input file. It might not be a "
-                                           "valid fasta file.\n");
-      general_PrintMessage(stderr, "File position: line ", number2str(in.line_number()), "\n");
-      return -25;
-    }
-    ++record_number;
-    if (record_number < static_cast<unsigned int>(global_sequence_from) ||
-        record_number > static_cast<unsigned int>(global_sequence_to))
-      continue;
-
-    const size_t residues = record->residues.size();
-    if (parallel && residues < short_record && CSearchController::tables_cover(residues)) {
-      auto job = std::make_unique<RecordJob>();
-      job->number = record_number;
-      job->seq = std::move(idle_records.back());
-      job->record = job->seq.get();
-      idle_records.pop_back();
-      RecordJob* j = job.get();
-      in_flight.push_back(std::move(job));
-      in_flight_residues += residues;
-      pool.submit([j] {
-        auto done = at_end([j] { j->searched = true; });
-        j->controller = std::make_unique<CSearchController>(j->number, *j->record);
-        j->controller->console = false;
-        j->found = &search_record(*j->controller);
-      });
-      while (in_flight.size() > in_flight_records_max || in_flight_residues > in_flight_residues_max)
-        if (!report_oldest())
-          return ERROR_WRITE;
-      continue;
-    }
-
-    // A long record, or one run: reports before it come first; it is then
-    // searched here, with its messages and timed progress lines.
-    if (!report_all())
-      return ERROR_WRITE;
-    RecordJob job;
-    job.number = record_number;
-    job.record = record;
-    job.searched_here = true;
-    report_status(record_number, record->name.c_str(), global_min_unit_length, 'r');
-    update_report_time();
-    job.controller = std::make_unique<CSearchController>(record_number, *record);
-    job.controller->workers = parallel ? &pool : nullptr;
-    job.found = &search_record(*job.controller);
-    if (!report_record(job, out, out_name, masked, masked_name))
-      return ERROR_WRITE;
+  {
+    ThreadPool pool(settings.threads);
+    SearchSetup setup(settings);
+    RunOutput output(settings, out, out_name, masked, masked_name);
+    RecordPipeline pipeline(setup, pool, output);
+    const int status = run_records(in, pipeline, settings);
+    if (status != 0)
+      return status;
   }
-  if (!report_all())
-    return ERROR_WRITE;
 
   if (masked) {
     FILE* f = masked;
@@ -313,7 +230,8 @@ int run_zerlan(int argc, char** argv)
       return ERROR_WRITE;
   }
   in.ffclose();
-  good_bye(out);
+  print_report_end(out, settings);
+  good_bye();
   if (out == stdout)
     return write_failed(out, out_name) ? ERROR_WRITE : 0;
   FILE* f = out;

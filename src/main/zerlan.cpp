@@ -11,7 +11,7 @@ int main(int argc, char** argv)
     return run_zerlan(argc, argv);
   } catch (const std::bad_alloc&) {
     // What was written so far stays; the user learns why the rest is missing.
-    general_PrintMessage(stderr, "\nSorry! Zerlan ran out of memory.\n");
+    PrintMessage(stderr, "\nSorry! Zerlan ran out of memory.\n");
     good_bye_on_error(-107);
     return -107;
   }

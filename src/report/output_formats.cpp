@@ -1,11 +1,11 @@
 #include "report/output_formats.h"
 
-#include "report/CDnaString.h"
-#include "settings/global-types-and-parameters.h"
+#include "report/unit_normal_form.h"
+#include "settings/settings.h"
 
-void print_output_format(FILE* out, const char* prefix)
+void print_output_format(FILE* out, const char* prefix, const Settings& settings)
 {
-  const int mode = global_print_sat_mode;
+  const int mode = settings.print_sat_mode;
   if (mode == 0 || mode == 1) {
     std::fprintf(out, "%s\n%sColumns in lines of output providing repeat information:\n", prefix, prefix);
     std::fprintf(out, "%sColumn %2d: Repeat unit length\n", prefix, 1);
@@ -21,7 +21,7 @@ void print_output_format(FILE* out, const char* prefix)
       std::fprintf(out, "%sColumn %2d: Number of mismatches\n", prefix, column++);
       std::fprintf(out, "%sColumn %2d: Number of insertions\n", prefix, column++);
       std::fprintf(out, "%sColumn %2d: Number of deletions\n", prefix, column++);
-      if (!global_treat_Ns_as_missense)
+      if (!settings.treat_Ns_as_missense)
         std::fprintf(out, "%sColumn %2d: Number of N's\n", prefix, column++);
     }
     std::fprintf(out, "%sColumn %2d: Repeat unit\n", prefix, column);
@@ -29,42 +29,42 @@ void print_output_format(FILE* out, const char* prefix)
   } else if (mode == 3) {
     std::fputs("seq-name\tunit-length\tperfection\tstart\tend\tlength\trepeat-number\tscore\tmismatches\t"
                "insertions\tdeletions\tNs\tunit\trepeat-seq", out);
-    if (global_flanking != 0)
+    if (settings.flanking != 0)
       std::fputs("\tleft-flanking-seq\tright-flanking-seq", out);
     std::fputs("\n", out);
   }
 }
 
-void report_SATList(FILE* out, const std::list<Csat*>& sats, CSequence_Mol& seq)
+void report_SATList(FILE* out, const std::list<Repeat*>& sats, FastaRecord& seq, const Settings& settings)
 {
-  const int mode = global_print_sat_mode;
+  const int mode = settings.print_sat_mode;
   const char* full_name = seq.full_name.c_str();
   unsigned int gap_position_counter = 0;
 
   if (mode == 0 || mode == 1) {
-    if (global_VELTA_run)
+    if (settings.VELTA_run)
       std::fprintf(out, ">%s\nsequence length: %d\n", full_name, seq.input_length());
     else
       std::fprintf(out, ">%s\nsequence length: %d\nnumber of ACGTU characters: %d\n", full_name,
                    seq.input_length(), seq.count_ACGTU);
-  } else if ((mode == 2 || mode == 3) && global_sequenceInfoAsComment) {
+  } else if ((mode == 2 || mode == 3) && settings.sequenceInfoAsComment) {
     std::fprintf(out, "# Full sequence name:\n#>%s\n##sequence-region %s 1 %d\n", full_name, seq.name.c_str(),
                  seq.input_length());
   }
 
-  for (Csat* sat : sats)
-    sat->report_sat(out, seq, gap_position_counter);
+  for (Repeat* sat : sats)
+    sat->report_sat(out, seq, gap_position_counter, settings);
 
-  if (!global_VELTA_run) {
+  if (!settings.VELTA_run) {
     if (mode == 0 || mode == 1)
       std::fprintf(out, "# Analysis of sequence \"%s\" completed.\n", full_name);
-    else if ((mode == 2 || mode == 3) && global_sequenceInfoAsComment)
+    else if ((mode == 2 || mode == 3) && settings.sequenceInfoAsComment)
       std::fprintf(out, "# Analysis of sequence \"%s\" completed.\n", seq.name.c_str());
   }
   std::fflush(out);
 }
 
-void Csat::print_repeat_name(FILE* out) const
+void Repeat::print_repeat_name(FILE* out) const
 {
   const int32_t length = static_cast<int32_t>(unit_length());
   if (length <= 6)
@@ -82,7 +82,7 @@ struct InputPositions {
   uint32_t start, end;
 };
 
-InputPositions map_to_input(const Csat& sat, const CSequence_Mol& seq, unsigned int& gap_counter)
+InputPositions map_to_input(const Repeat& sat, const FastaRecord& seq, unsigned int& gap_counter)
 {
   const char* first = seq.residues.data();
   const uint32_t n = seq.removed_pos.size();
@@ -103,9 +103,9 @@ InputPositions map_to_input(const Csat& sat, const CSequence_Mol& seq, unsigned 
 
 // Three rows: residues, match markers and the unit characters aligned with
 // them, walking the repeat together with its sorted missense list.
-void print_alignment(FILE* out, const Csat& sat, const char* left_flank, const char* right_flank)
+void print_alignment(FILE* out, const Repeat& sat, const char* left_flank, const char* right_flank, int flanking)
 {
-  const uint32_t size = sat.length() + sat.num_insertions + sat.num_deletions + 2 * global_flanking + 2;
+  const uint32_t size = sat.length() + sat.num_insertions + sat.num_deletions + 2 * flanking + 2;
   faststring top, middle, bottom;
   top.reserve(size);
   middle.reserve(size);
@@ -116,7 +116,7 @@ void print_alignment(FILE* out, const Csat& sat, const char* left_flank, const c
     bottom.push_back(b);
   };
 
-  if (global_flanking > 0) {
+  if (flanking > 0) {
     for (const char* p = left_flank; p < sat.sat_begin; ++p)
       column(*p, ' ', ' ');
     column(':', ' ', ' ');
@@ -159,7 +159,7 @@ void print_alignment(FILE* out, const Csat& sat, const char* left_flank, const c
     deviation = entry != entries_end ? entry->pos : sat.sat_end;
   }
 
-  if (global_flanking > 0) {
+  if (flanking > 0) {
     column(':', ' ', ' ');
     for (const char* p = sat.sat_end; p < right_flank; ++p)
       column(*p, ' ', ' ');
@@ -171,13 +171,13 @@ void print_alignment(FILE* out, const Csat& sat, const char* left_flank, const c
 
 } // namespace
 
-void Csat::report_sat(FILE* out, CSequence_Mol& seq, unsigned int& gap_position_counter)
+void Repeat::report_sat(FILE* out, FastaRecord& seq, unsigned int& gap_position_counter, const Settings& settings)
 {
-  const float perf = perfection();
-  if (global_min_perfection > perf || perf > global_max_perfection)
+  const float perf = perfection(settings.N_and_perfection_mode);
+  if (settings.min_perfection > perf || perf > settings.max_perfection)
     return;
-  CDnaString unit_text;
-  if (!unit_normal_form(*this, unit_text))
+  UnitText unit_text;
+  if (!unit_normal_form(*this, unit_text, settings.report_unit_mode))
     return;
   const char* unit = unit_text.c_str();
   const InputPositions at = map_to_input(*this, seq, gap_position_counter);
@@ -192,12 +192,12 @@ void Csat::report_sat(FILE* out, CSequence_Mol& seq, unsigned int& gap_position_
   // Flanks, cut at the ends of the sequence.
   const char* first = seq.residues.data();
   const char* last = first + seq.residues.size();
-  const char* left_flank = sat_begin - first > global_flanking ? sat_begin - global_flanking : first;
-  const char* right_flank = last - sat_end > global_flanking ? sat_end + global_flanking : last;
+  const char* left_flank = sat_begin - first > settings.flanking ? sat_begin - settings.flanking : first;
+  const char* right_flank = last - sat_end > settings.flanking ? sat_end + settings.flanking : last;
   const int left_len = static_cast<int>(sat_begin - left_flank);
   const int right_len = static_cast<int>(right_flank - sat_end);
 
-  switch (global_print_sat_mode) {
+  switch (settings.print_sat_mode) {
   case 0:
     print_repeat_name(out);
     std::fprintf(out, " %9d : %9d | %6d bp | %6d BP | %6d pt | %7.3f %% | unit %s\n", start, end, len, bp, score,
@@ -207,7 +207,7 @@ void Csat::report_sat(FILE* out, CSequence_Mol& seq, unsigned int& gap_position_
     print_repeat_name(out);
     std::fprintf(out, " %9d : %9d | %6d bp | %6d BP | %6d pt | %7.3f %% | %3d mis | %3d ins | %3d del | ", start,
                  end, len, bp, score, perf_d, num_mismatches, num_insertions, num_deletions);
-    if (!global_treat_Ns_as_missense)
+    if (!settings.treat_Ns_as_missense)
       std::fprintf(out, "%3d N | ", num_Ns);
     std::fprintf(out, " unit %s\n", unit);
     std::fputs("Missense: ", out);
@@ -230,13 +230,13 @@ void Csat::report_sat(FILE* out, CSequence_Mol& seq, unsigned int& gap_position_
   case 3:
     std::fprintf(out, "%s\t%d\t%.3f\t%d\t%d\t%d\t%7.3f\t%d\t%d\t%d\t%d", seq.name.c_str(), ulen, perf_d, start, end,
                  len, repeat_number, score, num_mismatches, num_insertions, num_deletions);
-    if (!global_treat_Ns_as_missense)
+    if (!settings.treat_Ns_as_missense)
       std::fprintf(out, "\t%d", num_Ns);
     else
       std::fputs("\t.", out);
     std::fprintf(out, "\t%s", unit);
     std::fprintf(out, "\t%.*s", len, sat_begin);
-    if (global_flanking != 0) {
+    if (settings.flanking != 0) {
       std::fprintf(out, "\t%.*s", left_len, left_flank);
       std::fprintf(out, "\t%.*s", right_len, sat_end);
     }
@@ -252,17 +252,25 @@ void Csat::report_sat(FILE* out, CSequence_Mol& seq, unsigned int& gap_position_
     return;
   }
 
-  if (global_print_sat_mode == 0 || global_print_sat_mode == 1) {
-    if (global_print_sat_seq_mode == 1) {
-      if (global_flanking > 0) {
+  if (settings.print_sat_mode == 0 || settings.print_sat_mode == 1) {
+    if (settings.print_sat_seq_mode == 1) {
+      if (settings.flanking > 0) {
         std::fprintf(out, "%.*s:", left_len, left_flank);
         std::fprintf(out, "%.*s:", len, sat_begin);
         std::fprintf(out, "%.*s\n", right_len, sat_end);
       } else {
         std::fprintf(out, "%.*s\n", len, sat_begin);
       }
-    } else if (global_print_sat_seq_mode == 2) {
-      print_alignment(out, *this, left_flank, right_flank);
+    } else if (settings.print_sat_seq_mode == 2) {
+      print_alignment(out, *this, left_flank, right_flank, settings.flanking);
     }
   }
+}
+
+void print_report_end(FILE* out, const Settings& settings)
+{
+  if (settings.print_sat_mode == 2)
+    std::fputs("# End tandem repeats\n", out);
+  else if (settings.print_sat_mode != 4)
+    std::fputs("## Finished successfully. ##\n", out);
 }

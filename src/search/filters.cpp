@@ -1,19 +1,18 @@
-#include "search/CSearchController.h"
+#include "search/record_search.h"
 
-#include "search/hidden.h"
-#include "settings/global-types-and-parameters.h"
+#include "search/overlap_filter.h"
 
 #include <iterator>
 #include <vector>
 
-void CSearchController::remove_hidden(CsatContainer& container)
+void RecordSearch::remove_hidden(RepeatList& container) const
 {
-  if (!global_remove_mostly_hidden)
+  if (!settings.remove_mostly_hidden)
     return;
-  const std::vector<Csat*> list(container.sats.begin(), container.sats.end());
+  const std::vector<Repeat*> list(container.sats.begin(), container.sats.end());
   const char* first = seq.residues.data();
   const std::vector<bool> hidden = mostly_hidden(list.size(), [&](size_t i) {
-    const Csat& r = *list[i];
+    const Repeat& r = *list[i];
     return Span{static_cast<size_t>(r.sat_begin - first), static_cast<size_t>(r.sat_end - first), r.unit_length(),
                 r.score};
   });
@@ -22,13 +21,13 @@ void CSearchController::remove_hidden(CsatContainer& container)
     it = hidden[i] ? container.remove(it) : std::next(it);
 }
 
-void CSearchController::filter_perfection(CsatContainer& container)
+void RecordSearch::filter_perfection(RepeatList& container) const
 {
-  if (global_min_perfection <= 0.0f && global_max_perfection >= 100.0f)
+  if (settings.min_perfection <= 0.0f && settings.max_perfection >= 100.0f)
     return;
   for (auto it = container.sats.begin(); it != container.sats.end();) {
-    const float perfection = (*it)->perfection();
-    if (global_min_perfection > perfection || perfection > global_max_perfection)
+    const float perfection = (*it)->perfection(settings.N_and_perfection_mode);
+    if (settings.min_perfection > perfection || perfection > settings.max_perfection)
       it = container.remove(it);
     else
       ++it;

@@ -1,5 +1,5 @@
-#ifndef UNIT_WALK_H
-#define UNIT_WALK_H
+#ifndef SEARCH_UNIT_WALK_H
+#define SEARCH_UNIT_WALK_H
 
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +16,15 @@ inline const char* step_unit(const char* u, const char* ub, const char* ue)
   if (Dir > 0)
     return u + 1 == ue ? ub : u + 1;
   return (u == ub ? ue : u) - 1;
+}
+
+// Where an edit at residue c goes in a missense list: a deletion is listed
+// at the residue that follows the missing unit character in sequence order,
+// so one made going backward at c + 1.
+template <int Dir>
+inline const char* listed_at(const char* c, char kind)
+{
+  return Dir < 0 && kind == 'D' ? c + 1 : c;
 }
 
 // The first N of s[0, n) at or after from, or n.

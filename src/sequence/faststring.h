@@ -1,5 +1,5 @@
-#ifndef FASTSTRING_H
-#define FASTSTRING_H
+#ifndef SEQUENCE_FASTSTRING_H
+#define SEQUENCE_FASTSTRING_H
 
 #include "sequence/fastvector.h"
 
@@ -75,20 +75,7 @@ class faststring {
  private:
   void grow(uint32_t n)
   {
-    void* p;
-    if (n >= (4u << 20)) {
-      // A long record's residues.
-      p = allocate_buffer(n);
-      if (p && length_)
-        std::memcpy(p, data_, length_);
-      if (p)
-        std::free(data_);
-    } else {
-      p = n == 0 ? nullptr : std::realloc(data_, n);
-    }
-    if (!p)
-      abort_failed_realloc();
-    data_ = static_cast<char*>(p);
+    data_ = static_cast<char*>(regrow(data_, length_, n));
     capacity_ = n;
   }
 

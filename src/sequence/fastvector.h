@@ -1,10 +1,11 @@
-#ifndef FASTVECTOR_H
-#define FASTVECTOR_H
+#ifndef SEQUENCE_FASTVECTOR_H
+#define SEQUENCE_FASTVECTOR_H
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #ifdef __linux__
@@ -36,6 +37,26 @@ inline void* allocate_buffer(size_t n)
   if (p)
     madvise(p, rounded, MADV_HUGEPAGE); // only advice: a failure changes nothing
 #endif
+  return p;
+}
+
+// Moves storage whose first `used` bytes are in use to room for n bytes;
+// ends the run when that cannot be had. Long buffers get room of their
+// own (allocate_buffer); shorter ones grow in place where they can.
+inline void* regrow(void* data, size_t used, size_t n)
+{
+  void* p;
+  if (n >= (size_t(4) << 20)) {
+    p = allocate_buffer(n);
+    if (p && used)
+      std::memcpy(p, data, used);
+    if (p)
+      std::free(data);
+  } else {
+    p = n == 0 ? nullptr : std::realloc(data, n);
+  }
+  if (!p)
+    abort_failed_realloc();
   return p;
 }
 
@@ -106,10 +127,7 @@ class fastvector {
  private:
   void grow(uint32_t n)
   {
-    void* p = n == 0 ? nullptr : std::realloc(data_, sizeof(T) * static_cast<size_t>(n));
-    if (!p)
-      abort_failed_realloc();
-    data_ = static_cast<T*>(p);
+    data_ = static_cast<T*>(regrow(data_, sizeof(T) * static_cast<size_t>(length_), sizeof(T) * static_cast<size_t>(n)));
     capacity_ = n;
   }
 

@@ -1,5 +1,5 @@
-#ifndef NUMBER2CSTRING_H
-#define NUMBER2CSTRING_H
+#ifndef SETTINGS_NUMBER2CSTRING_H
+#define SETTINGS_NUMBER2CSTRING_H
 
 // Numbers as decimal text in one shared static buffer. Every call overwrites
 // the previous result, so a caller writes the text out before the next call.

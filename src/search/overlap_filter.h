@@ -1,5 +1,5 @@
-#ifndef HIDDEN_H
-#define HIDDEN_H
+#ifndef SEARCH_OVERLAP_FILTER_H
+#define SEARCH_OVERLAP_FILTER_H
 
 #include <algorithm>
 #include <cstddef>

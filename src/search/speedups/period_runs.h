@@ -1,5 +1,5 @@
-#ifndef PERIOD_RUNS_H
-#define PERIOD_RUNS_H
+#ifndef SEARCH_SPEEDUPS_PERIOD_RUNS_H
+#define SEARCH_SPEEDUPS_PERIOD_RUNS_H
 
 #include <algorithm>
 #include <cstddef>

@@ -1,5 +1,5 @@
-#ifndef CTHREADPOOL_H
-#define CTHREADPOOL_H
+#ifndef PARALLEL_THREAD_POOL_H
+#define PARALLEL_THREAD_POOL_H
 
 #include <condition_variable>
 #include <deque>
@@ -9,19 +9,22 @@
 #include <thread>
 #include <vector>
 
-// The one pool of a run: threads - 1 workers, and the thread that waits for
-// a result works through the queue while it waits, so that all threads are
-// busy. Tasks are large (a record, or a stretch of seeds); results are
-// applied in input order by the waiting thread, never by the workers.
-class CThreadPool {
+// The one pool of a run: threads - 1 workers, and the thread that made the
+// pool (thread 0), which works through the queue while it waits for a
+// result, so that all threads are busy. Tasks are large (a record, a batch
+// or a stretch of seeds); results are applied in input order by thread 0,
+// never by the workers. A task is told the number of the thread that runs
+// it, so that it can use scratch space of that thread's own.
+class ThreadPool {
  public:
-  explicit CThreadPool(unsigned int threads);
-  ~CThreadPool();
-  CThreadPool(const CThreadPool&) = delete;
-  CThreadPool& operator=(const CThreadPool&) = delete;
+  explicit ThreadPool(unsigned int threads);
+  ~ThreadPool();
+  ThreadPool(const ThreadPool&) = delete;
+  ThreadPool& operator=(const ThreadPool&) = delete;
 
   unsigned int size() const { return static_cast<unsigned int>(workers.size()) + 1; }
-  void submit(std::function<void()> task);
+  using Task = std::function<void(unsigned int thread)>;
+  void submit(Task task);
 
   // Runs queued tasks on the calling thread until done() holds; done() is
   // called under the pool's lock and must only read what tasks publish when
@@ -33,20 +36,20 @@ class CThreadPool {
   {
     std::unique_lock<std::mutex> lock(mutex);
     while (!done())
-      if (!run_one(lock))
+      if (!run_one(lock, 0))
         task_finished.wait(lock);
     if (failure)
       std::rethrow_exception(failure);
   }
 
  private:
-  bool run_one(std::unique_lock<std::mutex>& lock);
-  void work();
+  bool run_one(std::unique_lock<std::mutex>& lock, unsigned int thread);
+  void work(unsigned int thread);
 
   std::mutex mutex;
   std::condition_variable task_queued;
   std::condition_variable task_finished;
-  std::deque<std::function<void()>> tasks;
+  std::deque<Task> tasks;
   std::vector<std::thread> workers;
   std::exception_ptr failure;
   bool stopping = false;

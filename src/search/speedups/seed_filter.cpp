@@ -1,7 +1,6 @@
-#include "search/seed_filter.h"
+#include "search/speedups/seed_filter.h"
 
 #include "search/unit_walk.h"
-#include "settings/global-types-and-parameters.h"
 
 #include <algorithm>
 #include <iterator>
@@ -58,15 +57,13 @@ int64_t reach(int32_t c, unsigned k, int64_t h, int64_t H)
 
 } // namespace
 
-SeedFilter::SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score)
-    : first(first), last(last), u(u), min_score(min_score), c(std::min(-global_mismatch_score, -global_indel_score)),
-      k(static_cast<unsigned>(std::clamp<int32_t>(c, 1, K_MAX))),
-      floor(-static_cast<int64_t>(u) - global_prefer_longer_repeat),
-      allowed_Ns(static_cast<uint32_t>(global_Ns_allowed_in_a_row)),
-      pass_Ns(global_Ns_allowed_in_a_row != 0 && !global_treat_Ns_as_missense),
+SeedFilter::SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score, const Scoring& g)
+    : first(first), last(last), u(u), min_score(min_score), c(std::min(-g.mismatch, -g.indel)),
+      k(static_cast<unsigned>(std::clamp<int32_t>(c, 1, K_MAX))), floor(g.floor(u)), allowed_Ns(g.allowed_Ns),
+      pass_Ns(g.pass_Ns),
       // Long enough to hold the whole reach for the seeds that read up to
       // four residues exactly and meet up to two words.
-      length(static_cast<ptrdiff_t>(reach(c, k, u + global_prefer_longer_repeat + 4, 2) + 2)), after(WILD + 1),
+      length(static_cast<ptrdiff_t>(reach(c, k, u + g.prefer_longer + 4, 2) + 2)), after(WILD + 1),
       before(WILD + 1)
 {
   unit_set[WILD >> 6] = uint64_t(1) << (WILD & 63);

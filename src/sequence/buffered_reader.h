@@ -1,5 +1,5 @@
-#ifndef CFILE_H
-#define CFILE_H
+#ifndef SEQUENCE_BUFFERED_READER_H
+#define SEQUENCE_BUFFERED_READER_H
 
 #include <memory>
 #include <string>
@@ -15,15 +15,15 @@
 // decompresses gzip files (also several concatenated members) on the fly.
 // The name "-" stands for standard input, which may be a pipe: it is read
 // once from start to end, never rewound.
-class CFile {
+class BufferedReader {
  public:
   enum : unsigned char { eof_flag = 1, good_flag = 2, fail_flag = 4 };
   static const unsigned int BUFFER_SIZE = 1000000;
 
-  CFile();
-  ~CFile();
-  CFile(const CFile&) = delete;
-  CFile& operator=(const CFile&) = delete;
+  BufferedReader();
+  ~BufferedReader();
+  BufferedReader(const BufferedReader&) = delete;
+  BufferedReader& operator=(const BufferedReader&) = delete;
 
   void ffopen(const std::string& name);
   void ffclose();

@@ -1,7 +1,7 @@
-#ifndef CSEQUENCE_MOL_H
-#define CSEQUENCE_MOL_H
+#ifndef SEQUENCE_FASTA_RECORD_H
+#define SEQUENCE_FASTA_RECORD_H
 
-#include "sequence/CFile.h"
+#include "sequence/buffered_reader.h"
 #include "sequence/faststring.h"
 #include "sequence/fastvector.h"
 
@@ -11,16 +11,14 @@
 // residues the search works on (upper case, A C G T or 'N'), with counts by
 // kind and the positions of the gap characters taken out, so that a masked
 // copy can put them back.
-class CSequence_Mol {
+class FastaRecord {
  public:
-  enum DataTypeEnum { dna };
-
-  CSequence_Mol();
+  FastaRecord();
 
   // Read the next record; gaps ('-', '*') are taken out and their positions kept.
-  void readFastaSequence_toupper_ambig2N_removegaps(CFile& in);
+  void readFastaSequence_toupper_ambig2N_removegaps(BufferedReader& in);
   // Read the next record; gaps become the ambiguity character.
-  void readFastaSequence_toupper_ambig2N_gaps2N(CFile& in);
+  void readFastaSequence_toupper_ambig2N_gaps2N(BufferedReader& in);
   void find_fastaname_and_description();
   // FASTA with at most width residues per line and the gaps back in place.
   void writeSequence_fill_in_gaps_and_stars(FILE* out, unsigned int width);
@@ -32,7 +30,6 @@ class CSequence_Mol {
   faststring name;
   faststring description;
   faststring residues;
-  DataTypeEnum type = dna;
   char ambig_char = 'N';
   uint32_t count_ACGTU = 0;
   uint32_t count_ambig = 0;
@@ -49,7 +46,7 @@ class CSequence_Mol {
 
  private:
   template <bool gaps_to_N>
-  void read_fasta(CFile& in);
+  void read_fasta(BufferedReader& in);
 };
 
 #endif

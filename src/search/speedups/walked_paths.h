@@ -1,5 +1,7 @@
-#ifndef WALKED_PATHS_H
-#define WALKED_PATHS_H
+#ifndef SEARCH_SPEEDUPS_WALKED_PATHS_H
+#define SEARCH_SPEEDUPS_WALKED_PATHS_H
+
+#include "search/unit_walk.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -8,15 +10,6 @@
 #include <utility>
 #include <unordered_map>
 #include <vector>
-
-// Where an edit at residue c goes in a missense list: a deletion is listed
-// at the residue that follows the missing unit character in sequence order,
-// so one made going backward at c + 1.
-template <int Dir>
-inline const char* listed_at(const char* c, char kind)
-{
-  return Dir < 0 && kind == 'D' ? c + 1 : c;
-}
 
 // Over a long satellite array the extensions of many seeds walk the same
 // alignment. Once a walk's score lies so far above the prune floor that no
@@ -29,10 +22,6 @@ inline const char* listed_at(const char* c, char kind)
 // the score differs, by a constant. The walked paths record such points.
 class WalkedPaths {
  public:
-  // This thread's paths for one search (of the record that begins at
-  // origin) and direction.
-  static WalkedPaths& of_this_thread(int dir, uint64_t search, const char* origin);
-
   // A differing residue at which a walk in the high zone committed an edit.
   struct Point {
     const char* at;
@@ -53,6 +42,11 @@ class WalkedPaths {
   // The family of the unit [ub, ub + length); false for units too long to
   // be worth it.
   bool family_of(const char* ub, uint32_t length, Family& family);
+
+  // The paths of this object belong to one search of one record, whose
+  // first residue is origin, in one direction: the first use for another
+  // search forgets them.
+  void reset_for(uint64_t search, const char* origin);
 
   // The recorded point of the family at this residue and phase, if any.
   bool find(uint32_t family, const char* at, uint32_t phase, uint32_t& path, uint32_t& index) const
@@ -130,10 +124,6 @@ class WalkedPaths {
   // Where the walk that recorded a path went on: the point of another path
   // that it found at its next differing residue, if it found one.
   std::pair<uint32_t, uint32_t> next_of(uint32_t path) const { return paths[path].next; }
-
-  // The paths belong to one search of one record, whose first residue is
-  // origin, in one direction.
-  void reset_for(uint64_t search, const char* origin);
 
   static constexpr uint32_t NONE = UINT32_MAX;
 
@@ -233,12 +223,31 @@ class WalkedPaths {
 };
 
 // Edits of a record listed by reference instead of one by one: the points
-// [from, to) of a path of this thread in direction dir, which stand in the
-// record's walk before its list entry at_entry.
+// [from, to) of a path of the thread's scratch in direction dir, which
+// stand in the record's walk before its list entry at_entry.
 struct FollowedEdits {
   int dir;
   uint32_t path, from, to;
   uint32_t at_entry;
+};
+
+// The edits of one record listed by reference. An extension only appends
+// to them or lengthens the last, so a mark of how far they went is enough
+// to go back to.
+struct EditsByReference {
+  std::vector<FollowedEdits> edits;
+
+  struct Mark {
+    size_t count;
+    uint32_t last_to;
+  };
+  Mark mark() const { return {edits.size(), edits.empty() ? 0 : edits.back().to}; }
+  void back_to(const Mark& m)
+  {
+    edits.resize(m.count);
+    if (m.count)
+      edits.back().to = m.last_to;
+  }
 };
 
 #endif

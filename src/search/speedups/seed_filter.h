@@ -1,5 +1,7 @@
-#ifndef SEED_FILTER_H
-#define SEED_FILTER_H
+#ifndef SEARCH_SPEEDUPS_SEED_FILTER_H
+#define SEARCH_SPEEDUPS_SEED_FILTER_H
+
+#include "search/record_search.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,7 +17,7 @@
 // thread; it is quickest when the seeds come in increasing order.
 class SeedFilter {
  public:
-  SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score);
+  SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score, const Scoring& g);
 
   // Whether the seed [b, b + u), which holds no N, is sure to extend to a
   // score below the threshold.

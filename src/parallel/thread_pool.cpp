@@ -1,12 +1,12 @@
-#include "search/CThreadPool.h"
+#include "parallel/thread_pool.h"
 
-CThreadPool::CThreadPool(unsigned int threads)
+ThreadPool::ThreadPool(unsigned int threads)
 {
   for (unsigned int i = 1; i < threads; ++i)
-    workers.emplace_back([this] { work(); });
+    workers.emplace_back([this, i] { work(i); });
 }
 
-CThreadPool::~CThreadPool()
+ThreadPool::~ThreadPool()
 {
   {
     std::lock_guard<std::mutex> lock(mutex);
@@ -17,7 +17,7 @@ CThreadPool::~CThreadPool()
     t.join();
 }
 
-void CThreadPool::submit(std::function<void()> task)
+void ThreadPool::submit(Task task)
 {
   {
     std::lock_guard<std::mutex> lock(mutex);
@@ -27,15 +27,15 @@ void CThreadPool::submit(std::function<void()> task)
 }
 
 // Runs the oldest queued task with the lock released; false when none is queued.
-bool CThreadPool::run_one(std::unique_lock<std::mutex>& lock)
+bool ThreadPool::run_one(std::unique_lock<std::mutex>& lock, unsigned int thread)
 {
   if (tasks.empty())
     return false;
-  std::function<void()> task = std::move(tasks.front());
+  Task task = std::move(tasks.front());
   tasks.pop_front();
   lock.unlock();
   try {
-    task();
+    task(thread);
   } catch (...) {
     lock.lock();
     if (!failure)
@@ -47,11 +47,11 @@ bool CThreadPool::run_one(std::unique_lock<std::mutex>& lock)
   return true;
 }
 
-void CThreadPool::work()
+void ThreadPool::work(unsigned int thread)
 {
   std::unique_lock<std::mutex> lock(mutex);
   while (!stopping) {
-    if (!run_one(lock))
+    if (!run_one(lock, thread))
       task_queued.wait(lock);
   }
 }

@@ -1,4 +1,4 @@
-#include "sequence/CSequence_Mol.h"
+#include "sequence/fasta_record.h"
 
 #include <algorithm>
 
@@ -42,20 +42,20 @@ inline bool is_space(char c)
   return k == BLANK || k == LINE_END;
 }
 
-inline void mark_invalid(CFile& in) { in.state = CFile::fail_flag; }
+inline void mark_invalid(BufferedReader& in) { in.state = BufferedReader::fail_flag; }
 
 } // namespace
 
-uint32_t CSequence_Mol::max_length = 2147483647;
+uint32_t FastaRecord::max_length = 2147483647;
 
-CSequence_Mol::CSequence_Mol() { residues.reserve(0); }
+FastaRecord::FastaRecord() { residues.reserve(0); }
 
-void CSequence_Mol::readFastaSequence_toupper_ambig2N_removegaps(CFile& in) { read_fasta<false>(in); }
+void FastaRecord::readFastaSequence_toupper_ambig2N_removegaps(BufferedReader& in) { read_fasta<false>(in); }
 
-void CSequence_Mol::readFastaSequence_toupper_ambig2N_gaps2N(CFile& in) { read_fasta<true>(in); }
+void FastaRecord::readFastaSequence_toupper_ambig2N_gaps2N(BufferedReader& in) { read_fasta<true>(in); }
 
 template <bool gaps_to_N>
-void CSequence_Mol::read_fasta(CFile& in)
+void FastaRecord::read_fasta(BufferedReader& in)
 {
   full_name.clear();
   residues.clear();
@@ -92,7 +92,7 @@ void CSequence_Mol::read_fasta(CFile& in)
     // sign of a last, empty record; otherwise the record goes on normally.
     if (full_name.empty())
       return;
-    in.state &= ~CFile::fail_flag;
+    in.state &= ~BufferedReader::fail_flag;
   }
   find_fastaname_and_description();
 
@@ -158,7 +158,7 @@ void CSequence_Mol::read_fasta(CFile& in)
   }
 }
 
-void CSequence_Mol::find_fastaname_and_description()
+void FastaRecord::find_fastaname_and_description()
 {
   const char* begin = full_name.begin();
   const char* end = full_name.end();
@@ -173,7 +173,7 @@ void CSequence_Mol::find_fastaname_and_description()
   description.assign(rest ? rest : "", static_cast<uint32_t>(end - rest));
 }
 
-void CSequence_Mol::writeSequence_fill_in_gaps_and_stars(FILE* out, unsigned int width)
+void FastaRecord::writeSequence_fill_in_gaps_and_stars(FILE* out, unsigned int width)
 {
   std::putc('>', out);
   std::fwrite(full_name.data(), 1, full_name.size(), out);

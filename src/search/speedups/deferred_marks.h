@@ -1,9 +1,9 @@
-#ifndef DEFERRED_MARKS_H
-#define DEFERRED_MARKS_H
+#ifndef SEARCH_SPEEDUPS_DEFERRED_MARKS_H
+#define SEARCH_SPEEDUPS_DEFERRED_MARKS_H
 
-#include "report/Csat.h"
-#include "search/CAnchorSeq.h"
-#include "search/walked_paths.h"
+#include "report/repeat.h"
+#include "search/record_search.h"
+#include "search/search_marks.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,23 +11,6 @@
 #include <memory>
 #include <mutex>
 #include <vector>
-
-// Calls edit(place, kind) for the edits that f refers to, of this thread's
-// paths of a search of the record that begins at origin, whose place in a
-// missense list lies in [lo, hi).
-template <typename Edit>
-void followed_edits(uint64_t search, const char* origin, const FollowedEdits& f, const char* lo, const char* hi,
-                    Edit edit)
-{
-  if (f.dir > 0)
-    WalkedPaths::of_this_thread(1, search, origin)
-        .for_each_edit_within<1>(f.path, f.from, f.to, lo, hi,
-                                 [&edit](const char* r, char kind) { edit(listed_at<1>(r, kind), kind); });
-  else
-    WalkedPaths::of_this_thread(-1, search, origin)
-        .for_each_edit_within<-1>(f.path, f.from, f.to, lo, hi,
-                                  [&edit](const char* r, char kind) { edit(listed_at<-1>(r, kind), kind); });
-}
 
 // The marks of one pass of the search as its ordered walk sees them. An
 // accepted repeat covers its residues, except where it deviates from its
@@ -38,16 +21,19 @@ void followed_edits(uint64_t search, const char* origin, const FollowedEdits& f,
 // to walked paths sets its marks only when they are read, or when the pass
 // ends: until then its residues are deferred to it, the last repeat that
 // covered them. The paths are those of the walk's thread, which alone
-// reads and sets these marks; other threads read the marks as they are,
-// and can ask whether some are deferred.
+// reads and sets these marks (with its scratch); other threads read the
+// marks as they are, and can ask whether some are deferred.
 class DeferredMarks {
  public:
-  DeferredMarks(CAnchorSeq& marks, uint64_t search, const char* s) : marks(marks), search(search), s(s) {}
+  DeferredMarks(SearchMarks& marks, SearchScratch& scratch, uint64_t search, const char* s)
+      : marks(marks), scratch(scratch), search(search), s(s)
+  {
+  }
 
   // Held while the walk sets marks, or another thread reads them.
   std::mutex guard;
 
-  // Whether residue i is free, and CAnchorSeq::window_is_free; only the
+  // Whether residue i is free, and SearchMarks::window_is_free; only the
   // walk's thread may ask.
   bool is_free(ptrdiff_t i)
   {
@@ -66,7 +52,7 @@ class DeferredMarks {
 
   // Covers an accepted repeat, whose edits are in its list and, when
   // followed is not empty, also referred to there.
-  void cover(const Csat& sat, const std::vector<FollowedEdits>& followed);
+  void cover(const Repeat& sat, const std::vector<FollowedEdits>& followed);
 
   // Whether some residues of [lo, hi) are deferred.
   bool deferred_within(ptrdiff_t lo, ptrdiff_t hi) const;
@@ -93,7 +79,8 @@ class DeferredMarks {
   // Forgets the deferred residues in [b, e), which a repeat covers anew.
   void drop(size_t b, size_t e);
 
-  CAnchorSeq& marks;
+  SearchMarks& marks;
+  SearchScratch& scratch;
   const uint64_t search;
   const char* s;
   std::map<size_t, Deferred> deferred; // by first residue; none empty, none overlapping

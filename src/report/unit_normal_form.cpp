@@ -1,6 +1,4 @@
-#include "report/CDnaString.h"
-
-#include "settings/global-types-and-parameters.h"
+#include "report/unit_normal_form.h"
 
 #include <cstring>
 #include <vector>
@@ -8,28 +6,14 @@
 const char* const REPEAT_NAMES[7] = {"***  ERROR  ***", "mononucleotide", "dinucleotide", "trinucleotide",
                                      "tetranucleotide", "pentanucleotide", "hexanucleotide"};
 
-bool CDnaString::setToMinAlphaRepModCyclicPermOf(const CDnaString& src)
+bool UnitText::setToMinAlphaRepModCyclicPermOf(const UnitText& src)
 {
+  bool periodic;
   const uint32_t n = src.size();
-  if (n == 0) {
-    clear();
-    return false;
-  }
-  // The source twice: the rotation starting at i is the n bytes from i on.
-  std::vector<char> twice(2 * static_cast<size_t>(n) + 1);
-  std::memcpy(twice.data(), src.data(), n);
-  std::memcpy(twice.data() + n, src.data(), n);
-  const char* t = twice.data();
-  uint32_t best = 0;
-  bool periodic = false;
-  for (uint32_t i = 1; i < n; ++i) {
-    int cmp = std::memcmp(t + i, t + best, n);
-    if (cmp < 0)
-      best = i;
-    else if (cmp == 0)
-      periodic = true;
-  }
-  assign(t + best, n);
+  const uint32_t best = smallest_rotation(src.data(), n, periodic);
+  clear();
+  for (uint32_t i = 0; i < n; ++i)
+    push_back(src[(best + i) % n]);
   return periodic;
 }
 
@@ -75,9 +59,9 @@ const uint32_t* prime_factors_row(uint32_t n)
   return table.row[n];
 }
 
-CDnaString reverse_complement(const CDnaString& s)
+UnitText reverse_complement(const UnitText& s)
 {
-  CDnaString r;
+  UnitText r;
   r.reserve(s.size());
   for (uint32_t i = s.size(); i-- > 0;)
     r.push_back(complement.to[static_cast<unsigned char>(s[i])]);
@@ -118,18 +102,18 @@ static bool repeats_shorter_unit_by_prime_factors(const char* unit, uint32_t len
   return false;
 }
 
-bool unit_normal_form(const Csat& sat, CDnaString& unit)
+bool unit_normal_form(const Repeat& sat, UnitText& unit, int mode)
 {
   const uint32_t length = sat.unit_length();
-  CDnaString as_is(sat.unit_begin, length);
-  switch (global_report_unit_mode) {
+  UnitText as_is(sat.unit_begin, length);
+  switch (mode) {
   case 0:
     unit = as_is;
     return !repeats_shorter_unit_by_prime_factors(sat.unit_begin, length);
   case 1:
     return !unit.setToMinAlphaRepModCyclicPermOf(as_is);
   default: {
-    CDnaString a, b;
+    UnitText a, b;
     bool periodic = a.setToMinAlphaRepModCyclicPermOf(reverse_complement(as_is));
     b.setToMinAlphaRepModCyclicPermOf(as_is);
     unit = std::strcmp(a.c_str(), b.c_str()) > 0 ? b : a;

@@ -1,4 +1,6 @@
-#include "search/walked_paths.h"
+#include "search/speedups/walked_paths.h"
+
+#include "report/unit_normal_form.h"
 
 #include <algorithm>
 
@@ -17,18 +19,8 @@ bool WalkedPaths::family_of(const char* ub, uint32_t length, Family& family)
 {
   if (length > MAX_UNIT)
     return false;
-  // The smallest rotation, found by comparing every rotation with the best so far.
-  uint32_t best = 0;
-  for (uint32_t r = 1; r < length; ++r) {
-    for (uint32_t i = 0; i < length; ++i) {
-      const char a = ub[(r + i) % length], b = ub[(best + i) % length];
-      if (a != b) {
-        if (a < b)
-          best = r;
-        break;
-      }
-    }
-  }
+  bool repeats_itself;
+  const uint32_t best = smallest_rotation(ub, length, repeats_itself);
   std::string smallest(length, ' ');
   for (uint32_t i = 0; i < length; ++i)
     smallest[i] = ub[(best + i) % length];
@@ -190,14 +182,6 @@ size_t WalkedPaths::highest(uint32_t path, size_t from, size_t to, bool latest) 
     ++j;
   }
   return best;
-}
-
-WalkedPaths& WalkedPaths::of_this_thread(int dir, uint64_t search, const char* origin)
-{
-  static thread_local WalkedPaths paths[2];
-  WalkedPaths& w = paths[dir > 0];
-  w.reset_for(search, origin);
-  return w;
 }
 
 void WalkedPaths::reset_for(uint64_t new_search, const char* new_origin)

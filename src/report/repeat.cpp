@@ -1,18 +1,16 @@
-#include "report/Csat.h"
-
-#include "settings/global-types-and-parameters.h"
+#include "report/repeat.h"
 
 #include <cstdlib>
 
-Csat_garbagecollector sat_alloc;
+RepeatPool repeat_pool;
 
-float Csat::perfection() const
+float Repeat::perfection(int N_mode) const
 {
   const int32_t bp = static_cast<int32_t>(normalized_length());
   const int32_t deviations = static_cast<int32_t>(num_mismatches + num_insertions + num_deletions);
   const int32_t ns = static_cast<int32_t>(num_Ns);
   int32_t numerator, denominator;
-  switch (global_N_and_perfection_mode) {
+  switch (N_mode) {
   case 0: // N's count as mismatches
     numerator = bp - deviations - ns;
     denominator = bp;
@@ -31,16 +29,16 @@ float Csat::perfection() const
   return static_cast<float>(static_cast<float>(numerator) / static_cast<float>(denominator) * 100.0);
 }
 
-bool lessThan_sat(const Csat* a, const Csat* b)
+bool lessThan_sat(const Repeat* a, const Repeat* b)
 {
   if (a->sat_begin != b->sat_begin)
     return a->sat_begin < b->sat_begin;
   return a->sat_end < b->sat_end;
 }
 
-Csat* Csat_garbagecollector::get_new(const char* begin, const char* end)
+Repeat* RepeatPool::get_new(const char* begin, const char* end)
 {
-  Csat* s = nullptr;
+  Repeat* s = nullptr;
   {
     std::lock_guard<std::mutex> hold(lock);
     if (!free_sats.empty()) {
@@ -49,21 +47,13 @@ Csat* Csat_garbagecollector::get_new(const char* begin, const char* end)
     }
   }
   if (!s)
-    s = new Csat;
+    s = new Repeat;
   s->init(begin, end);
   return s;
 }
 
-Csat_garbagecollector::~Csat_garbagecollector()
+RepeatPool::~RepeatPool()
 {
-  for (Csat* s : free_sats)
+  for (Repeat* s : free_sats)
     delete s;
 }
-
-CBasicSatContainer::~CBasicSatContainer()
-{
-  for (Csat* s : sats)
-    delete s;
-}
-
-CsatContainer::~CsatContainer() { pool->take_all(sats); }

@@ -1,8 +1,9 @@
-#ifndef CSAT_H
-#define CSAT_H
+#ifndef REPORT_REPEAT_H
+#define REPORT_REPEAT_H
 
-#include "sequence/CSequence_Mol.h"
+#include "sequence/fasta_record.h"
 #include "sequence/fastvector.h"
+#include "settings/settings.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -19,7 +20,7 @@ struct missense_entry {
 // One tandem repeat. All positions point into the residue buffer of the
 // record being searched; the unit is the stretch the repeat was seeded from,
 // never a copy. Ranges are half-open.
-class Csat {
+class Repeat {
  public:
   const char* sat_begin;
   const char* sat_end;
@@ -37,7 +38,7 @@ class Csat {
   uint32_t num_Ns;
   fastvector<missense_entry> missense_list;
   // A long missense list is dropped once the search has used it and made
-  // again from the seed for the report (see CSearchController), so that the
+  // again from the seed for the report (see RecordSearch), so that the
   // many repeats found over a long satellite array do not each hold one.
   bool missense_dropped = false;
 
@@ -73,8 +74,8 @@ class Csat {
   // The length measured along the unit: "BP" in the native output.
   uint32_t normalized_length() const { return length() - num_insertions + num_deletions; }
   // Percentage of positions that agree with the unit; N's count by
-  // global_N_and_perfection_mode.
-  float perfection() const;
+  // N_mode: 0 as mismatches, 1 not at all, 2 as matches.
+  float perfection(int N_mode) const;
 
   struct lessThan_missense {
     bool operator()(const missense_entry& a, const missense_entry& b) const
@@ -88,25 +89,25 @@ class Csat {
   void print_repeat_name(FILE* out) const;
   // Writes one entry in the chosen output format, or nothing when the repeat
   // is outside the perfection range or its unit repeats a shorter unit.
-  void report_sat(FILE* out, CSequence_Mol& seq, unsigned int& gap_position_counter);
+  void report_sat(FILE* out, FastaRecord& seq, unsigned int& gap_position_counter, const Settings& settings);
 };
 
-bool lessThan_sat(const Csat* a, const Csat* b);
+bool lessThan_sat(const Repeat* a, const Repeat* b);
 
 // The pool of free records. Last in, first out: get_new takes the record
 // returned last, so recycled records stay warm in the cache. Searches on
 // several threads share it; records are taken only for accepted repeats.
-class Csat_garbagecollector {
+class RepeatPool {
  public:
-  Csat_garbagecollector() = default;
-  Csat_garbagecollector(const Csat_garbagecollector&) = delete;
-  Csat_garbagecollector& operator=(const Csat_garbagecollector&) = delete;
-  ~Csat_garbagecollector();
+  RepeatPool() = default;
+  RepeatPool(const RepeatPool&) = delete;
+  RepeatPool& operator=(const RepeatPool&) = delete;
+  ~RepeatPool();
 
-  Csat* get_new(const char* begin, const char* end);
+  Repeat* get_new(const char* begin, const char* end);
   // A record back in the pool keeps no more list room than a short repeat
   // needs, so that spares of long arrays do not pile up.
-  void push_back(Csat* s)
+  void push_back(Repeat* s)
   {
     if (s->missense_list.capacity() > 64)
       s->missense_list.release();
@@ -114,44 +115,36 @@ class Csat_garbagecollector {
     free_sats.push_back(s);
   }
   // Moves all records of a list to the back of the pool, in list order.
-  void take_all(std::list<Csat*>& sats)
+  void take_all(std::list<Repeat*>& sats)
   {
     std::lock_guard<std::mutex> hold(lock);
     free_sats.splice(free_sats.end(), sats);
   }
 
-  std::list<Csat*> free_sats;
+  std::list<Repeat*> free_sats;
   std::mutex lock;
 };
 
-extern Csat_garbagecollector sat_alloc;
+extern RepeatPool repeat_pool;
 
-// A list of records that owns them: what it still holds when destroyed is deleted.
-class CBasicSatContainer {
+// A result list. Its records go back to the pool when a filter removes them
+// or the list is destroyed.
+class RepeatList {
  public:
-  CBasicSatContainer() = default;
-  CBasicSatContainer(const CBasicSatContainer&) = delete;
-  CBasicSatContainer& operator=(const CBasicSatContainer&) = delete;
-  ~CBasicSatContainer();
-
-  std::list<Csat*> sats;
-};
-
-// A result list whose records go back to a pool when it is destroyed or a
-// filter removes them.
-class CsatContainer : public CBasicSatContainer {
- public:
-  explicit CsatContainer(Csat_garbagecollector& pool) : pool(&pool) {}
-  ~CsatContainer();
+  explicit RepeatList(RepeatPool& pool) : pool(&pool) {}
+  RepeatList(const RepeatList&) = delete;
+  RepeatList& operator=(const RepeatList&) = delete;
+  ~RepeatList() { pool->take_all(sats); }
 
   // Hands the record at it back to the pool; returns the next position.
-  std::list<Csat*>::iterator remove(std::list<Csat*>::iterator it)
+  std::list<Repeat*>::iterator remove(std::list<Repeat*>::iterator it)
   {
     pool->push_back(*it);
     return sats.erase(it);
   }
 
-  Csat_garbagecollector* pool;
+  std::list<Repeat*> sats;
+  RepeatPool* pool;
 };
 
 #endif

@@ -1,7 +1,7 @@
-#ifndef CANCHORSEQ_H
-#define CANCHORSEQ_H
+#ifndef SEARCH_SEARCH_MARKS_H
+#define SEARCH_SEARCH_MARKS_H
 
-#include "sequence/CSequence_Mol.h"
+#include "sequence/fasta_record.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -12,9 +12,9 @@
 // searches do not seed inside covered stretches. A sentinel mark on each
 // side stays free for ever, so the window test may look one residue beyond
 // either end. The marks are bits (set: covered), residue i at bit i + 1.
-class CAnchorSeq {
+class SearchMarks {
  public:
-  explicit CAnchorSeq(const CSequence_Mol& seq) : words((static_cast<size_t>(seq.residues.size()) + 2 + 63) / 64) {}
+  explicit SearchMarks(const FastaRecord& seq) : words((static_cast<size_t>(seq.residues.size()) + 2 + 63) / 64) {}
 
   void reset() { std::fill(words.begin(), words.end(), 0); }
 

@@ -1,4 +1,4 @@
-#include "sequence/CFile.h"
+#include "sequence/buffered_reader.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,15 +10,15 @@ static bool is_byte_stream(const struct stat& st)
   return S_ISREG(st.st_mode) || S_ISFIFO(st.st_mode) || S_ISCHR(st.st_mode);
 }
 
-CFile::CFile()
+BufferedReader::BufferedReader()
     : state(fail_flag), line(1), buffer_pos(nullptr), buffer_end(nullptr), buffer(new char[BUFFER_SIZE])
 {
   buffer_pos = buffer_end = buffer.get();
 }
 
-CFile::~CFile() { ffclose(); }
+BufferedReader::~BufferedReader() { ffclose(); }
 
-void CFile::ffopen(const std::string& name)
+void BufferedReader::ffopen(const std::string& name)
 {
   ffclose();
   state = good_flag;
@@ -43,7 +43,7 @@ void CFile::ffopen(const std::string& name)
   buffer_pos = buffer_end = buffer.get();
 }
 
-void CFile::ffclose()
+void BufferedReader::ffclose()
 {
   if (file)
     gzclose(file);
@@ -52,7 +52,7 @@ void CFile::ffclose()
 
 // Reads the next block. Returns false, with eof_flag and fail_flag set, when
 // no byte could be read.
-bool CFile::refill()
+bool BufferedReader::refill()
 {
   char* start = buffer.get();
   unsigned int room = BUFFER_SIZE;

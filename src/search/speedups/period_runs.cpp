@@ -1,4 +1,4 @@
-#include "search/period_runs.h"
+#include "search/speedups/period_runs.h"
 
 #include <cstring>
 

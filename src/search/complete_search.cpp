@@ -1,0 +1,184 @@
+#include "search/complete_search.h"
+
+#include "search/unit_walk.h"
+
+#include <algorithm>
+
+void list_in_order(const RecordSearch& search, SearchScratch& scratch, Repeat& sat, ByReference* by_reference,
+                   uint32_t forward)
+{
+  if (by_reference && !by_reference->followed.edits.empty()) {
+    const char* s = search.seq.residues.data();
+    fastvector<missense_entry> all;
+    uint32_t e = 0;
+    for (const FollowedEdits& f : by_reference->followed.edits) {
+      for (; e < f.at_entry; ++e)
+        all.push_back(sat.missense_list[e]);
+      if (f.dir > 0)
+        forward += f.to - f.from;
+      scratch.followed_edits(search.search_id, s, f, s, s + search.seq.residues.size() + 1,
+                             [&all](const char* at, char kind) { all.push_back({at, kind}); });
+    }
+    for (; e < sat.missense_list.size(); ++e)
+      all.push_back(sat.missense_list[e]);
+    sat.missense_list.swap(all);
+    by_reference->followed.edits.clear();
+  }
+  // The forward edits come in increasing order of position, the backward
+  // ones in decreasing order, all before the seed; at one position the
+  // deletions come first going forward and last going backward. So the
+  // sorted list is the backward part reversed, then the forward part.
+  missense_entry* list = sat.missense_list.begin();
+  std::reverse(list, sat.missense_list.end());
+  std::reverse(list + (sat.missense_list.size() - forward), sat.missense_list.end());
+}
+
+bool extend_seed(const RecordSearch& search, SearchScratch& scratch, Repeat& sat, int32_t min_score,
+                 int32_t min_length, ByReference* by_reference)
+{
+  const char* first = search.seq.residues.data();
+  const char* last = first + search.seq.residues.size();
+  // Seeds come without a list.
+  EditsByReference* followed = by_reference ? &by_reference->followed : nullptr;
+  if (followed)
+    followed->edits.clear();
+  search.extend_imperfect_forward(sat, last, scratch, followed);
+  const uint32_t forward = sat.missense_list.size();
+  search.extend_imperfect_backward(sat, first - 1, scratch, followed);
+  trim_Ns(sat);
+  if (sat.score < min_score || static_cast<int32_t>(sat.normalized_length()) < min_length)
+    return false;
+  if (by_reference) {
+    by_reference->forward_entries = forward;
+    if (!by_reference->followed.edits.empty() && sat.num_edits() > Repeat::SHORT_LIST)
+      return true;
+  }
+  list_in_order(search, scratch, sat, by_reference, forward);
+  return true;
+}
+
+SeedPass::SeedPass(RecordSearch& search, size_t u, SearchMarks& marks, std::list<Repeat*>& result)
+    : search(search), scratch(search.scratch[0]), u(u),
+      marks(marks, search.scratch[0], search.search_id, search.seq.residues.data()), result(result),
+      s(search.seq.residues.data()), n(search.seq.residues.size()),
+      min_score(search.thresholds.user().score[u]), min_length(search.thresholds.user().length[u]),
+      filter(s, s + n, static_cast<uint32_t>(u), min_score, search.scoring)
+{
+}
+
+void SeedPass::run()
+{
+  const size_t seeds = n - u; // the last residue never starts a seed
+  next_N = first_N_from(s, n, 0);
+  if (!search.workers || !search.walk_with_workers || !search.walk_with_workers(*this, *search.workers, seeds))
+    walk(0, seeds, nullptr);
+  if (spare)
+    repeat_pool.push_back(spare);
+  marks.settle_all();
+}
+
+void SeedPass::walk(size_t b0, size_t b1, SeedsAhead* ahead)
+{
+  size_t next_accepted = 0;
+  for (size_t b = b0; b < b1; ++b) {
+    search.progress_at(b, static_cast<unsigned int>(u));
+    if (next_N < b)
+      next_N = first_N_from(s, n, b);
+    if (!seed_is_tried(s, b, u, next_N, marks))
+      continue;
+    const uint8_t outcome =
+        ahead && b - b0 < ahead->outcome.size() ? ahead->outcome[b - b0] : uint8_t(SeedsAhead::UNTRIED);
+    if (outcome == SeedsAhead::FAILED)
+      continue;
+    if (outcome == SeedsAhead::ACCEPTED) {
+      // Records accepted ahead on marks that turned out otherwise go back.
+      while (ahead->accepted[next_accepted]->unit_begin != s + b) {
+        repeat_pool.push_back(ahead->accepted[next_accepted]);
+        ahead->accepted[next_accepted++] = nullptr;
+      }
+      Repeat* sat = ahead->accepted[next_accepted];
+      ahead->accepted[next_accepted++] = nullptr;
+      commit(sat, b1, {});
+      continue;
+    }
+    // Most seeds are sure to fall short and turned away unextended.
+    if (filter.falls_short(s + b))
+      continue;
+    Repeat* sat = spare ? spare : repeat_pool.get_new(s + b, s + b + u);
+    sat->init(s + b, s + b + u);
+    spare = sat;
+    if (!extend_seed(search, scratch, *sat, min_score, min_length, &by_reference))
+      continue;
+    spare = nullptr;
+    commit(sat, b1, by_reference.followed.edits);
+  }
+}
+
+void SeedPass::commit(Repeat* sat, size_t b1, const std::vector<FollowedEdits>& followed)
+{
+  {
+    std::lock_guard<std::mutex> hold(marks.guard);
+    marks.cover(*sat, followed);
+    ++changes;
+  }
+  const size_t last = static_cast<size_t>(sat->sat_end - s) - 1;
+  if (last + 1 >= b1)
+    reaching.push_back({changes, last});
+  sat->drop_long_missense_list();
+  result.push_back(sat);
+}
+
+void RecordSearch::complete_imperfect_search()
+{
+  SearchMarks marks(seq);
+  unsigned int u = settings.min_unit_length;
+  // Every residue but the last and the N's seeds unless a repeat covers it.
+  if (u <= 1) {
+    if (seq.residues.size() > 1)
+      SeedPass(*this, 1, marks, imperfect_sats.sats).run();
+    // Mononucleotide runs do not keep longer units from seeding inside them.
+    marks.reset();
+    u = 2;
+  }
+  // A unit must be shorter than the sequence for any seed to exist: seeds
+  // [b, b + u) never include the last residue.
+  for (; u <= settings.max_unit_length && u < seq.residues.size(); ++u)
+    SeedPass(*this, u, marks, imperfect_sats.sats).run();
+  imperfect_sats.sats.sort(lessThan_sat);
+}
+
+namespace {
+
+// A record's extension depends on its seed alone, so a record comes back
+// the same, now with its list, when its seed is extended again: the seed
+// unit (sat as init leaves it), its exact extension in the exact-then-extend
+// mode, then the imperfect extension.
+void extend_again(RecordSearch& search, Repeat& sat)
+{
+  const char* first = search.seq.residues.data();
+  if (search.settings.search_mode == 1)
+    extend_exact(sat, first, first + search.seq.residues.size(), search.scoring);
+  extend_seed(search, search.scratch[0], sat, INT32_MIN, INT32_MIN);
+}
+
+} // namespace
+
+void RecordSearch::restore_missense_lists(RepeatList& sats)
+{
+  Repeat again;
+  for (Repeat* sat : sats.sats) {
+    if (!sat->missense_dropped)
+      continue;
+    again.init(sat->unit_begin, sat->unit_end);
+    extend_again(*this, again);
+    sat->missense_list.swap(again.missense_list);
+    sat->missense_dropped = false;
+  }
+}
+
+Repeat* RecordSearch::make_again(const char* unit_begin, const char* unit_end)
+{
+  Repeat* sat = repeat_pool.get_new(unit_begin, unit_end);
+  extend_again(*this, *sat);
+  return sat;
+}
