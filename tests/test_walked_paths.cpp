@@ -120,10 +120,10 @@ TEST(DeferredMarks, AreThoseOfCoveringEachRecordAtOnce)
     const char* end = s + seq.residues.size();
     RecordSearch c(setup, 1, seq);
     SearchMarks set_later(seq), at_once(seq);
-    DeferredMarks deferred(set_later, c.scratch[0], c.search_id, s);
     EditsByReference followed;
     size_t by_reference = 0;
     for (size_t u : {5u, 7u}) {
+      DeferredMarks deferred(set_later, c.scratch[0], walks_of_pass(c.search_id, static_cast<uint32_t>(u)), s);
       for (size_t b = 300; b + u < 3300; b += 3) {
         Repeat sat, whole;
         sat.init(s + b, s + b + u);
