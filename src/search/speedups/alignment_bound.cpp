@@ -24,15 +24,16 @@ int64_t AlignmentBound::best_score(const char* c, const char* p, const char* ub,
   int64_t best = start;
   if (best >= enough)
     return best;
-  // The unit characters in the order the walk meets them, from p on.
-  const uint32_t L = static_cast<uint32_t>(ue - ub);
-  unit.resize(L);
-  for (uint32_t j = 0; j < L; ++j, p = step_unit<Dir>(p, ub, ue))
-    unit[j] = *p;
+  // The unit characters in the order the walk meets them, from p on; the
+  // row's columns read them from column lo % L on, so the unit is repeated
+  // as far as a row reaches.
+  const size_t L = static_cast<size_t>(ue - ub);
+  unit.clear();
+  for (size_t j = 0; j < L; ++j, p = step_unit<Dir>(p, ub, ue))
+    unit.push_back(*p);
   const int32_t low = static_cast<int32_t>(std::max<int64_t>(floor, DEAD)); // alive: above low
-  // Cells are (residues consumed, unit characters consumed). The row of one
-  // number of residues holds the columns [lo, lo + width) around its living
-  // cells, with one free slot at the end for the row after it.
+  // Cells are (residues consumed, unit characters consumed). A row holds
+  // the cells of one number of residues, columns [lo, lo + width).
   // Beyond this many cells the alignments live long: the unit repeats here,
   // and the extension itself is the quicker answer.
   int64_t cells_left = 128 * static_cast<int64_t>(L) + 4096;
@@ -45,43 +46,41 @@ int64_t AlignmentBound::best_score(const char* c, const char* p, const char* ub,
     cells_left -= static_cast<int64_t>(width);
     if (cells_left < 0)
       return std::max(best, enough);
-    // A residue N scores 0 against any unit character: as passed, or less.
+    const size_t k0 = static_cast<size_t>(lo % L);
+    while (unit.size() < k0 + width)
+      unit.insert(unit.end(), unit.begin(), unit.begin() + static_cast<ptrdiff_t>(L));
+    // The residue against unit character lo + j leads to column lo + j + 1;
+    // the residue left out stays in column lo + j. A residue N scores 0
+    // against any unit character: as passed, or less.
     const char r = *x;
     const int32_t differ = r == 'N' ? 0 : mismatch;
-    // The residue against unit character lo + j leads to column lo + j + 1,
-    // the residue left out stays in column lo + j: right to left, in place.
-    row.resize(width + 1);
-    row[width] = DEAD;
-    uint32_t k = static_cast<uint32_t>((lo + width - 1) % L);
-    for (size_t j = width; j-- > 0; k = k == 0 ? L - 1 : k - 1) {
-      const int32_t s = row[j];
-      row[j + 1] = std::max(row[j + 1] + indel, s + (r == unit[k] ? 1 : differ));
-    }
-    row[0] += indel;
-    // Unit characters left out after the residue, left to right; then the
-    // living stretch of columns is kept.
+    const char* u = unit.data() + k0;
+    row.push_back(DEAD);
+    next.resize(width + 1);
+    next[0] = row[0] + indel;
+    for (size_t j = 0; j < width; ++j)
+      next[j + 1] = std::max(row[j + 1] + indel, row[j] + (r == u[j] ? 1 : differ));
+    // Unit characters left out after the residue, left to right.
     for (size_t j = 1; j <= width; ++j)
-      row[j] = std::max(row[j], row[j - 1] + indel);
-    ++width;
-    for (int32_t s = row[width - 1] + indel; s > low; s += indel, ++width)
-      row.push_back(s);
-    size_t a = 0;
-    while (a < width && row[a] <= low)
+      next[j] = std::max(next[j], next[j - 1] + indel);
+    for (int32_t s = next.back() + indel; s > low; s += indel)
+      next.push_back(s);
+    // The living stretch of columns; a path may not pass through a cell at
+    // the floor or below it.
+    size_t a = 0, e = next.size();
+    while (a < e && next[a] <= low)
       ++a;
-    while (width > a && row[width - 1] <= low)
-      --width;
-    // A path may not pass through a cell at the floor or below it.
-    for (size_t j = a; j < width; ++j) {
-      if (row[j] <= low)
-        row[j] = DEAD;
-      best = std::max<int64_t>(best, row[j]);
+    while (e > a && next[e - 1] <= low)
+      --e;
+    int32_t top = DEAD;
+    for (size_t j = a; j < e; ++j) {
+      next[j] = next[j] > low ? next[j] : DEAD;
+      top = std::max(top, next[j]);
     }
-    if (a > 0) {
-      std::copy(row.begin() + static_cast<ptrdiff_t>(a), row.begin() + static_cast<ptrdiff_t>(width), row.begin());
-      width -= a;
-      lo += a;
-    }
-    row.resize(width);
+    best = std::max<int64_t>(best, top);
+    row.assign(next.begin() + static_cast<ptrdiff_t>(a), next.begin() + static_cast<ptrdiff_t>(e));
+    width = e - a;
+    lo += a;
     if (best >= enough)
       return best;
   }

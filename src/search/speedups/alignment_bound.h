@@ -40,8 +40,9 @@ class AlignmentBound {
   const char* last;
   int32_t mismatch, indel;
   int64_t prefer_longer;
-  // The scores of one row of cells, by unit characters consumed.
-  std::vector<int32_t> row;
+  // The scores of a row of cells and of the row after it, by unit
+  // characters consumed.
+  std::vector<int32_t> row, next;
   std::vector<char> unit;
 };
 
