@@ -10,6 +10,17 @@ namespace {
 // The score of a cell that no alignment reaches above the floor.
 constexpr int32_t DEAD = std::numeric_limits<int32_t>::min() / 2;
 
+// One residue r against a row of width cells: to the next row, the cell of
+// column j + 1 from the residue against unit character u[j] (scoring 1 or
+// differ), or that of column j with the residue left out (indel).
+void residue_step(const int32_t* row, int32_t* next, const char* u, size_t width, char r, int32_t differ,
+                  int32_t indel)
+{
+  next[0] = row[0] + indel;
+  for (size_t j = 0; j < width; ++j)
+    next[j + 1] = std::max(row[j + 1] + indel, row[j] + (r == u[j] ? 1 : differ));
+}
+
 } // namespace
 
 AlignmentBound::AlignmentBound(const char* first, const char* last, const Scoring& g)
@@ -49,17 +60,13 @@ int64_t AlignmentBound::best_score(const char* c, const char* p, const char* ub,
     const size_t k0 = static_cast<size_t>(lo % L);
     while (unit.size() < k0 + width)
       unit.insert(unit.end(), unit.begin(), unit.begin() + static_cast<ptrdiff_t>(L));
-    // The residue against unit character lo + j leads to column lo + j + 1;
-    // the residue left out stays in column lo + j. A residue N scores 0
-    // against any unit character: as passed, or less.
+    // A residue N scores 0 against any unit character: as passed, or less.
     const char r = *x;
     const int32_t differ = r == 'N' ? 0 : mismatch;
     const char* u = unit.data() + k0;
     row.push_back(DEAD);
     next.resize(width + 1);
-    next[0] = row[0] + indel;
-    for (size_t j = 0; j < width; ++j)
-      next[j + 1] = std::max(row[j + 1] + indel, row[j] + (r == u[j] ? 1 : differ));
+    residue_step(row.data(), next.data(), u, width, r, differ, indel);
     // Unit characters left out after the residue, left to right.
     for (size_t j = 1; j <= width; ++j)
       next[j] = std::max(next[j], next[j - 1] + indel);
