@@ -314,4 +314,51 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
   }
 }
 
+// When the bound turns away a run of consecutive seeds at once, every seed
+// of the run extends to a score below the threshold: in random sequence,
+// near and inside minisatellite arrays and in real windows, for runs of a
+// quarter and of all of a unit, and for thresholds down to 6. In random
+// sequence it turns away nearly every run.
+TEST(AlignmentBound, TurnsAwayOnlyRunsWhoseEverySeedFallsShort)
+{
+  const std::string minisatellites = residues_of("minisatellites.fa");
+  const std::vector<std::string> texts = {array(false, 0) + array(false, 0), minisatellite(23, 900, 1),
+                                          minisatellite(47, 1000, 3), residues_of("ecoli_window.fa").substr(0, 1500),
+                                          minisatellites.substr(minisatellites.find('N') - 700, 1500)};
+  const Settings settings;
+  const SearchSetup setup(settings);
+  size_t random_runs = 0, random_turned_away = 0;
+  for (size_t t = 0; t < texts.size(); ++t) {
+    FastaRecord seq;
+    seq.residues.assign(texts[t].data(), static_cast<uint32_t>(texts[t].size()));
+    const char* s = seq.residues.data();
+    const char* end = s + seq.residues.size();
+    RecordSearch c(setup, 1, seq);
+    AlignmentBound bound(s, end, setup.scoring);
+    for (uint32_t u : {16u, 23u, 34u, 47u, 64u}) {
+      for (uint32_t k : {u / 4, u}) {
+        for (int32_t min_score : {6, static_cast<int32_t>(u)}) {
+          for (size_t b0 = t % 3; b0 + k + u < texts[t].size(); b0 += k) {
+            const bool turned_away = bound.stretch_falls_short(s + b0, k, u, min_score);
+            if (t == 0 && min_score == static_cast<int32_t>(u) && k < u) {
+              ++random_runs;
+              random_turned_away += turned_away;
+            }
+            for (size_t b = b0; turned_away && b < b0 + k; ++b) {
+              if (texts[t].find('N', b) < b + u)
+                continue;
+              Repeat sat;
+              sat.init(s + b, s + b + u);
+              c.extend_imperfect_forward(sat, end, c.scratch[0]);
+              c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+              ASSERT_LT(sat.score, min_score) << "text " << t << " unit " << u << " run " << b0 << "+" << k << " seed " << b;
+            }
+          }
+        }
+      }
+    }
+  }
+  EXPECT_GT(random_turned_away * 10, random_runs * 9);
+}
+
 } // namespace

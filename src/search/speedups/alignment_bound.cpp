@@ -51,9 +51,9 @@ int64_t AlignmentBound::best_score(const char* c, const char* p, const char* ub,
   row.clear();
   for (int64_t s = start; s > floor; s += indel)
     row.push_back(static_cast<int32_t>(s)); // unit characters left out before the first residue
-  size_t width = row.size();
   uint64_t lo = 0;
-  for (const char* x = c; x != bound && width > 0; x += Dir) {
+  for (const char* x = c; x != bound && !row.empty(); x += Dir) {
+    const size_t width = row.size();
     cells_left -= static_cast<int64_t>(width);
     if (cells_left < 0)
       return std::max(best, enough);
@@ -67,31 +67,103 @@ int64_t AlignmentBound::best_score(const char* c, const char* p, const char* ub,
     row.push_back(DEAD);
     next.resize(width + 1);
     residue_step(row.data(), next.data(), u, width, r, differ, indel);
-    // Unit characters left out after the residue, left to right.
-    for (size_t j = 1; j <= width; ++j)
-      next[j] = std::max(next[j], next[j - 1] + indel);
-    for (int32_t s = next.back() + indel; s > low; s += indel)
-      next.push_back(s);
-    // The living stretch of columns; a path may not pass through a cell at
-    // the floor or below it.
-    size_t a = 0, e = next.size();
-    while (a < e && next[a] <= low)
-      ++a;
-    while (e > a && next[e - 1] <= low)
-      --e;
-    int32_t top = DEAD;
-    for (size_t j = a; j < e; ++j) {
-      next[j] = next[j] > low ? next[j] : DEAD;
-      top = std::max(top, next[j]);
-    }
-    best = std::max<int64_t>(best, top);
-    row.assign(next.begin() + static_cast<ptrdiff_t>(a), next.begin() + static_cast<ptrdiff_t>(e));
-    width = e - a;
-    lo += a;
+    row.swap(next);
+    best = std::max<int64_t>(best, close_row(lo, low));
     if (best >= enough)
       return best;
   }
   return best;
+}
+
+int32_t AlignmentBound::close_row(uint64_t& lo, int32_t low)
+{
+  for (size_t j = 1; j < row.size(); ++j)
+    row[j] = std::max(row[j], row[j - 1] + indel);
+  for (int32_t s = row.back() + indel; s > low; s += indel)
+    row.push_back(s);
+  // A path may not pass through a cell at the floor or below it.
+  size_t a = 0, e = row.size();
+  while (a < e && row[a] <= low)
+    ++a;
+  while (e > a && row[e - 1] <= low)
+    --e;
+  int32_t top = DEAD;
+  for (size_t j = a; j < e; ++j) {
+    row[j] = row[j] > low ? row[j] : DEAD;
+    top = std::max(top, row[j]);
+  }
+  row.erase(row.begin() + static_cast<ptrdiff_t>(e), row.end());
+  row.erase(row.begin(), row.begin() + static_cast<ptrdiff_t>(a));
+  lo += a;
+  return top;
+}
+
+template <int Dir>
+int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t u, int32_t start, int64_t floor,
+                                           int64_t enough)
+{
+  // In the walk's order, row i reads residue r[i] and column j unit
+  // character q[j]; seed t of the stretch starts in row t, column t.
+  // Forward, seed b0 + t reads residues from b0 + t + u on against the
+  // residues from b0 + t on; backward, residues from b0 + t - 1 down
+  // against those from b0 + t + u - 1 down. Column u would be the first
+  // unit character of a second copy for the first seed: the table holds
+  // only while no living cell reaches it.
+  const char* r = Dir > 0 ? b0 + u : b0 + k - 2;
+  const char* q = Dir > 0 ? b0 : b0 + k - 2 + u;
+  const char* bound = Dir > 0 ? last : first - 1;
+  const int32_t low = static_cast<int32_t>(std::max<int64_t>(floor, DEAD));
+  int64_t best = start;
+  if (best >= enough || start <= low)
+    return best;
+  int64_t cells_left = static_cast<int64_t>(u) * (k + 4 * u) + 4096;
+  row.clear();
+  uint64_t lo = 0;
+  for (uint64_t i = 0;; ++i, r += Dir) {
+    if (i < k) {
+      // The start of seed i, in column i.
+      if (row.empty())
+        lo = i;
+      if (i < lo)
+        row.insert(row.begin(), lo - i, DEAD), lo = i;
+      if (i >= lo + row.size())
+        row.resize(i - lo + 1, DEAD);
+      row[i - lo] = std::max(row[i - lo], start);
+      close_row(lo, low);
+    }
+    if (row.empty() && i + 1 >= k)
+      return best;
+    if (lo + row.size() > u)
+      return std::max(best, enough);
+    if (r == bound)
+      return best;
+    const size_t width = row.size();
+    cells_left -= static_cast<int64_t>(width);
+    if (cells_left < 0)
+      return std::max(best, enough);
+    const char x = *r;
+    const int32_t differ = x == 'N' ? 0 : mismatch;
+    // The unit characters of columns lo to lo + width, in walk order.
+    unit.resize(width);
+    for (size_t j = 0; j < width; ++j)
+      unit[j] = q[Dir * static_cast<ptrdiff_t>(lo + j)];
+    row.push_back(DEAD);
+    next.resize(width + 1);
+    residue_step(row.data(), next.data(), unit.data(), width, x, differ, indel);
+    row.swap(next);
+    best = std::max<int64_t>(best, close_row(lo, low));
+    if (best >= enough)
+      return best;
+  }
+}
+
+bool AlignmentBound::stretch_falls_short(const char* b0, uint32_t k, uint32_t u, int32_t min_score)
+{
+  const int64_t floor = -static_cast<int64_t>(u) - prefer_longer;
+  const int64_t forward = stretch_best_score<1>(b0, k, u, 0, floor, min_score);
+  if (forward >= min_score)
+    return false;
+  return stretch_best_score<-1>(b0, k, u, static_cast<int32_t>(forward), floor, min_score) < min_score;
 }
 
 bool AlignmentBound::falls_short(const char* b, uint32_t u, int32_t min_score)

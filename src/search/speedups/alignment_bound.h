@@ -25,6 +25,14 @@ class AlignmentBound {
   // Whether the seed [b, b + u) is sure to reach a score below min_score.
   bool falls_short(const char* b, uint32_t u, int32_t min_score);
 
+  // Whether each of the seeds [b, b + u) with b in [b0, b0 + k) is sure to
+  // reach a score below min_score; k <= u, and the last seed's unit ends
+  // before the record's last residue. Where alignments of a seed in random
+  // sequence die within its unit's first copy beside it, they compare
+  // residues with residues of the record only, shared by the seeds of a
+  // stretch: one table of cells serves them all.
+  bool stretch_falls_short(const char* b0, uint32_t k, uint32_t u, int32_t min_score);
+
   // The highest score of the alignments of the residues from cursor c on
   // (moving by Dir, up to bound) with the unit [ub, ue) repeated from unit
   // position p, starting at score start, whose score after every residue
@@ -36,6 +44,13 @@ class AlignmentBound {
                      int64_t floor, int64_t enough);
 
  private:
+  template <int Dir>
+  int64_t stretch_best_score(const char* b0, uint32_t k, uint32_t u, int32_t start, int64_t floor, int64_t enough);
+  // Unit characters left out: each cell of the row from the second on may be
+  // reached from the one before it; then the row is cut to its living
+  // stretch of columns, whose best score it returns.
+  int32_t close_row(uint64_t& lo, int32_t low);
+
   const char* first;
   const char* last;
   int32_t mismatch, indel;

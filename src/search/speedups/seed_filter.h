@@ -70,6 +70,11 @@ class SeedFilter {
   ptrdiff_t at = -1;
   std::vector<uint32_t> after, before;
   AlignmentBound alignments;
+  // Seeds are first tried by runs of this many (0: one by one); the run of
+  // the last verdict begins run_at residues into the record.
+  const uint32_t run;
+  ptrdiff_t run_at = -1;
+  bool run_short = false;
   // The set of the cyclic words of the seed's unit, with WILD; touched:
   // the words of the set that hold one.
   uint64_t unit_set[(WILD >> 6) + 1] = {};
