@@ -77,20 +77,30 @@ int64_t AlignmentBound::best_score(const char* c, const char* p, const char* ub,
 
 int32_t AlignmentBound::close_row(uint64_t& lo, int32_t low)
 {
-  for (size_t j = 1; j < row.size(); ++j)
-    row[j] = std::max(row[j], row[j - 1] + indel);
-  for (int32_t s = row.back() + indel; s > low; s += indel)
-    row.push_back(s);
-  // A path may not pass through a cell at the floor or below it.
-  size_t a = 0, e = row.size();
-  while (a < e && row[a] <= low)
-    ++a;
-  while (e > a && row[e - 1] <= low)
-    --e;
-  int32_t top = DEAD;
-  for (size_t j = a; j < e; ++j) {
-    row[j] = row[j] > low ? row[j] : DEAD;
-    top = std::max(top, row[j]);
+  // One pass: a cell may also be reached from the one before it with a unit
+  // character left out; a path may not pass through a cell at the floor or
+  // below it; the living stretch is [a, e).
+  const size_t n = row.size();
+  int32_t* r = row.data();
+  int32_t top = DEAD, carry = DEAD;
+  size_t a = n, e = 0;
+  for (size_t j = 0; j < n; ++j) {
+    int32_t v = std::max(r[j], carry);
+    if (v > low) {
+      a = std::min(a, j);
+      e = j + 1;
+    } else {
+      v = DEAD;
+    }
+    r[j] = v;
+    top = std::max(top, v);
+    carry = v + indel;
+  }
+  for (; carry > low; carry += indel)
+    row.push_back(carry), e = row.size();
+  if (e == 0) {
+    row.clear();
+    return top;
   }
   row.erase(row.begin() + static_cast<ptrdiff_t>(e), row.end());
   row.erase(row.begin(), row.begin() + static_cast<ptrdiff_t>(a));
@@ -117,6 +127,10 @@ int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t 
   if (best >= enough || start <= low)
     return best;
   int64_t cells_left = static_cast<int64_t>(u) * (k + 4 * u) + 4096;
+  // The unit characters of the columns, in walk order.
+  unit.resize(u);
+  for (uint32_t j = 0; j < u; ++j)
+    unit[j] = q[Dir * static_cast<ptrdiff_t>(j)];
   row.clear();
   uint64_t lo = 0;
   for (uint64_t i = 0;; ++i, r += Dir) {
@@ -143,13 +157,9 @@ int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t 
       return std::max(best, enough);
     const char x = *r;
     const int32_t differ = x == 'N' ? 0 : mismatch;
-    // The unit characters of columns lo to lo + width, in walk order.
-    unit.resize(width);
-    for (size_t j = 0; j < width; ++j)
-      unit[j] = q[Dir * static_cast<ptrdiff_t>(lo + j)];
     row.push_back(DEAD);
     next.resize(width + 1);
-    residue_step(row.data(), next.data(), unit.data(), width, x, differ, indel);
+    residue_step(row.data(), next.data(), unit.data() + lo, width, x, differ, indel);
     row.swap(next);
     best = std::max<int64_t>(best, close_row(lo, low));
     if (best >= enough)
