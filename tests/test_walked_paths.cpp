@@ -260,6 +260,28 @@ std::string minisatellite(size_t unit_length, size_t length, uint64_t state)
   return s;
 }
 
+// Calls f(t, text, s, end, search, bound) for each text the alignment
+// bound is tried on: random sequence, minisatellite arrays of units of 23,
+// 64 and 47, and real windows (E. coli, human blocks, flanks with an N run).
+template <typename F>
+void for_each_bound_text(const SearchSetup& setup, F f)
+{
+  const std::string minisatellites = residues_of("minisatellites.fa");
+  const std::vector<std::string> texts = {
+      array(false, 0) + array(false, 0), minisatellite(23, 900, 1), minisatellite(64, 1500, 2),
+      minisatellite(47, 1000, 3), residues_of("ecoli_window.fa").substr(0, 1500),
+      residues_of("human_blocks.fa").substr(5000, 1500), minisatellites.substr(minisatellites.find('N') - 700, 1500)};
+  for (size_t t = 0; t < texts.size(); ++t) {
+    FastaRecord seq;
+    seq.residues.assign(texts[t].data(), static_cast<uint32_t>(texts[t].size()));
+    const char* s = seq.residues.data();
+    const char* end = s + seq.residues.size();
+    RecordSearch search(setup, 1, seq);
+    AlignmentBound bound(s, end, setup.scoring);
+    f(t, texts[t], s, end, search, bound);
+  }
+}
+
 // The bound of the alignments beside a seed is at least the score that its
 // extension reaches forward, and then backward from there: for seeds of
 // random sequence, of diverged minisatellite arrays at their own and at
@@ -271,11 +293,6 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
   struct Scoring {
     int32_t mismatch, indel, prefer_longer, reduction;
   };
-  const std::string minisatellites = residues_of("minisatellites.fa");
-  const std::vector<std::string> texts = {
-      array(false, 0) + array(false, 0), minisatellite(23, 900, 1), minisatellite(64, 1500, 2),
-      minisatellite(47, 1000, 3), residues_of("ecoli_window.fa").substr(0, 1500),
-      residues_of("human_blocks.fa").substr(5000, 1500), minisatellites.substr(minisatellites.find('N') - 700, 1500)};
   for (const Scoring& sc : {Scoring{-5, -5, 1, SCOREREDUCTION_UNLIMITED}, Scoring{-3, -7, 0, SCOREREDUCTION_UNLIMITED},
                             Scoring{-8, -2, 1, 10}}) {
     Settings settings;
@@ -285,17 +302,12 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
     settings.maximum_scorereduction = sc.reduction;
     const SearchSetup setup(settings);
     size_t random_seeds = 0, random_turned_away = 0;
-    for (size_t t = 0; t < texts.size(); ++t) {
-      FastaRecord seq;
-      seq.residues.assign(texts[t].data(), static_cast<uint32_t>(texts[t].size()));
-      const char* s = seq.residues.data();
-      const char* end = s + seq.residues.size();
-      RecordSearch c(setup, 1, seq);
-      AlignmentBound bound(s, end, setup.scoring);
+    for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end,
+                                   RecordSearch& c, AlignmentBound& bound) {
       for (uint32_t u : {1u, 2u, 3u, 5u, 8u, 13u, 23u, 34u, 46u, 47u, 48u, 64u}) {
         const int64_t floor = setup.scoring.floor(u);
-        for (size_t b = t % 5; b + u < texts[t].size(); b += 5) {
-          if (texts[t].find('N', b) < b + u)
+        for (size_t b = t % 5; b + u < text.size(); b += 5) {
+          if (text.find('N', b) < b + u)
             continue;
           const char* ub = s + b;
           const char* ue = ub + u;
@@ -316,7 +328,7 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
           }
         }
       }
-    }
+    });
     if (sc.mismatch == sc.indel) {
       EXPECT_GT(random_turned_away * 100, random_seeds * 99);
     }
@@ -330,31 +342,22 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
 // sequence it turns away nearly every run.
 TEST(AlignmentBound, TurnsAwayOnlyRunsWhoseEverySeedFallsShort)
 {
-  const std::string minisatellites = residues_of("minisatellites.fa");
-  const std::vector<std::string> texts = {array(false, 0) + array(false, 0), minisatellite(23, 900, 1),
-                                          minisatellite(47, 1000, 3), residues_of("ecoli_window.fa").substr(0, 1500),
-                                          minisatellites.substr(minisatellites.find('N') - 700, 1500)};
   const Settings settings;
   const SearchSetup setup(settings);
   size_t random_runs = 0, random_turned_away = 0;
-  for (size_t t = 0; t < texts.size(); ++t) {
-    FastaRecord seq;
-    seq.residues.assign(texts[t].data(), static_cast<uint32_t>(texts[t].size()));
-    const char* s = seq.residues.data();
-    const char* end = s + seq.residues.size();
-    RecordSearch c(setup, 1, seq);
-    AlignmentBound bound(s, end, setup.scoring);
+  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end,
+                                 RecordSearch& c, AlignmentBound& bound) {
     for (uint32_t u : {16u, 23u, 34u, 47u, 64u}) {
       for (uint32_t k : {u / 4, u}) {
         for (int32_t min_score : {6, static_cast<int32_t>(u)}) {
-          for (size_t b0 = t % 3; b0 + k + u < texts[t].size(); b0 += k) {
+          for (size_t b0 = t % 3; b0 + k + u < text.size(); b0 += k) {
             const bool turned_away = bound.stretch_falls_short(s + b0, k, u, min_score);
             if (t == 0 && min_score == static_cast<int32_t>(u) && k < u) {
               ++random_runs;
               random_turned_away += turned_away;
             }
             for (size_t b = b0; turned_away && b < b0 + k; ++b) {
-              if (texts[t].find('N', b) < b + u)
+              if (text.find('N', b) < b + u)
                 continue;
               Repeat sat;
               sat.init(s + b, s + b + u);
@@ -366,7 +369,7 @@ TEST(AlignmentBound, TurnsAwayOnlyRunsWhoseEverySeedFallsShort)
         }
       }
     }
-  }
+  });
   EXPECT_GT(random_turned_away * 10, random_runs * 9);
 }
 
