@@ -4,8 +4,9 @@
 # tree's build (build/zerlan, built here if missing) on the benchmark genomes
 # and the synthetic satellite arrays in all three search modes and with
 # further option sets, and compares reports, masked files and standard error
-# byte for byte. Prints one line per pair, "identical" or "DIFFERENT", and
-# exits 1 if any pair differs.
+# byte for byte. Long units are compared on slices of the genomes (-U 30 and
+# -U 100, all three modes) and on minisatellite arrays (-U 200). Prints one
+# line per pair, "identical" or "DIFFERENT", and exits 1 if any pair differs.
 #   bash bench/compare.sh REV [path/to/new/zerlan]
 # ZERLAN_COMPARE_QUICK=1 uses only the first 2 Mb of each genome.
 # ZERLAN_COMPARE_THREADS="1 3" also runs the new build with these thread
@@ -53,6 +54,19 @@ for set in ecoli umaydis chr22-human-blocks; do
 done
 "$work/make_arrays" attcc 40000 >"$work/in/attcc-40k.fa"
 "$work/make_arrays" ac7 10000 >"$work/in/ac7-10k.fa"
+"$work/make_arrays" mini64 10000 >"$work/in/mini64-10k.fa"
+"$work/make_arrays" alpha 10000 >"$work/in/alpha-10k.fa"
+# Slices for long units, whose search is slow in older builds: the first
+# 60 kb of each genome (as 80-residue lines), and 20 kb from the middle.
+for set in ecoli umaydis chr22-human-blocks; do
+  for slice in 1:60000:60k 1000001:20000:20k; do
+    IFS=: read -r from length name <<<"$slice"
+    awk -v set="$set" -v from="$from" -v length_="$length" '!/^>/ { gsub(/-/, ""); s = s $0 }
+      length(s) >= from + length_ { exit }
+      END { print ">" set; for (i = from; i < from + length_; i += 80) print substr(s, i, 80) }' \
+      "$cache/$set.fa" >"$work/in/$set-$name.fa"
+  done
+done
 
 # Runs one build on one input with options; the input is linked into a
 # folder of the run's own, so that the masked copy is written there.
@@ -111,6 +125,17 @@ for input in ecoli.fa chr22-human-blocks.fa attcc-40k.fa; do
   compare "$input" --outputFormat 4 -u 2 -D --preferShorterRepeats -r 3
   compare "$input" --reportUnit 2 --NPerfectionMode 1 --minPerfection 80 --NsAsMissense -N 0 -M exact -s 10
   compare "$input" --reportUnit 1 -m -3 -g -7 --maxPerfection 95 -U 6 -u 3 -R 30
+done
+for set in ecoli umaydis chr22-human-blocks; do
+  for mode in imperfect extendExact exact; do
+    compare "$set-60k.fa" -M "$mode" -U 30
+    compare "$set-20k.fa" -M "$mode" -U 100
+  done
+done
+for input in mini64-10k.fa alpha-10k.fa; do
+  for mode in imperfect extendExact exact; do
+    compare "$input" -M "$mode" -U 200
+  done
 done
 if [ "$differing" -eq 0 ]; then
   echo "all outputs identical"

@@ -2,11 +2,16 @@
 # Times Zerlan in each search mode on the benchmark genomes and on synthetic
 # satellite arrays, on one thread and on the default number of threads, next
 # to Debian's trf and tantan on the same files, and prints wall time,
-# throughput and peak memory per tool and data set.
+# throughput and peak memory per tool and data set. The minisatellite arrays
+# (mini64-*, alpha-*) are searched with units up to 200. Then the growth
+# with the unit range: the default search of E. coli on one thread with
+# -U 10, 20, 50, 100, 200 and 500, next to trf.
 #   bash bench/run.sh [path/to/zerlan]        (default: build/zerlan)
 # ZERLAN_BENCH_SETS restricts the data sets (default: all of
 #   ecoli umaydis chr22-human-blocks attcc-100k attcc-200k attcc-1m
-#   ac7-100k ac7-200k ac7-1m);
+#   ac7-100k ac7-200k ac7-1m mini64-200k mini64-1m alpha-200k alpha-1m);
+# ZERLAN_BENCH_UNITS gives the unit ranges of the growth table (default
+#   "10 20 50 100 200 500"; empty leaves the table out);
 # ZERLAN_BENCH_TIMEOUT (seconds, default 600) bounds each run;
 # ZERLAN_BENCH_RUNS (default 3): each figure is the median of this many runs;
 # ZERLAN_BENCH_CACHE says where fetch-data.sh keeps the genomes.
@@ -15,7 +20,8 @@ here=$(cd "$(dirname "$0")" && pwd)
 zerlan=$(realpath -m "${1:-$here/../build/zerlan}")
 cache=${ZERLAN_BENCH_CACHE:-$HOME/.cache/zerlan-bench}
 export ZERLAN_BENCH_CACHE=$cache
-sets=${ZERLAN_BENCH_SETS:-ecoli umaydis chr22-human-blocks attcc-100k attcc-200k attcc-1m ac7-100k ac7-200k ac7-1m}
+sets=${ZERLAN_BENCH_SETS-ecoli umaydis chr22-human-blocks attcc-100k attcc-200k attcc-1m ac7-100k ac7-200k ac7-1m mini64-200k mini64-1m alpha-200k alpha-1m}
+units=${ZERLAN_BENCH_UNITS-10 20 50 100 200 500}
 limit=${ZERLAN_BENCH_TIMEOUT:-600}
 runs=${ZERLAN_BENCH_RUNS:-3}
 
@@ -39,7 +45,7 @@ mkdir -p "$cache/arrays"
 g++ -O2 -o "$work/make_arrays" "$here/make_arrays.cpp"
 for set in $sets; do
   case $set in
-    attcc-* | ac7-*)
+    attcc-* | ac7-* | mini64-* | alpha-*)
       size=${set#*-}
       size=${size/k/000}
       size=${size/m/000000}
@@ -99,6 +105,9 @@ for set in $sets; do
   [ -s "$plain" ] || plain=$fa
   mb=$(awk '!/^>/ { gsub(/-/, ""); n += length($0) } END { printf "%.2f", n / 1e6 }' "$fa")
   trf_seconds=""
+  # Minisatellite arrays are searched for units up to 200.
+  options=()
+  case $set in mini64-* | alpha-*) options=(-U 200) ;; esac
   for tool in trf tantan zerlan-imperfect zerlan-extendExact zerlan-exact; do
     case $tool in
       trf) program=trf ;;
@@ -120,9 +129,9 @@ for set in $sets; do
         tantan) result=$(measure tantan tantan "$plain") ;;
         zerlan-*)
           if [ "$t" = 1 ]; then
-            result=$(ZERLAN_THREADS=1 measure zerlan "$zerlan" -M "${tool#zerlan-}" "$fa" "$work/run/report")
+            result=$(ZERLAN_THREADS=1 measure zerlan "$zerlan" -M "${tool#zerlan-}" ${options[@]+"${options[@]}"} "$fa" "$work/run/report")
           else
-            result=$(measure zerlan "$zerlan" -M "${tool#zerlan-}" "$fa" "$work/run/report")
+            result=$(measure zerlan "$zerlan" -M "${tool#zerlan-}" ${options[@]+"${options[@]}"} "$fa" "$work/run/report")
           fi
           ;;
       esac
@@ -144,3 +153,28 @@ for set in $sets; do
   done
 done
 echo "Mb: residues without gap characters. vs-trf: trf's time divided by Zerlan's; above 1 means Zerlan is faster."
+
+# Growth with the unit range, on one thread.
+[ -n "$units" ] || exit 0
+fa=$cache/ecoli.fa
+echo
+echo "E. coli, default search on one thread, by maximum unit length (-U); trf with periods up to 500."
+printf '%-12s %8s %9s %8s\n' run seconds peak-MiB vs-trf
+read -r state trf_seconds kb <<<"$(measure trf trf "$fa" 2 7 7 80 10 50 500 -h -ngs)"
+if [ "$state" = ok ]; then
+  printf '%-12s %8s %9.1f %8s\n' trf "$trf_seconds" "$(awk -v kb="$kb" 'BEGIN { print kb / 1024 }')" -
+else
+  trf_seconds=""
+  printf '%-12s %8s\n' trf "$state"
+fi
+for U in $units; do
+  read -r state seconds kb <<<"$(ZERLAN_THREADS=1 measure zerlan "$zerlan" -U "$U" "$fa" "$work/run/report")"
+  case $state in
+    timed-out) printf '%-12s %8s\n' "-U $U" ">$limit" ;;
+    failed) printf '%-12s %8s\n' "-U $U" "exit=$seconds" ;;
+    *)
+      ratio=$(awk -v t="$trf_seconds" -v z="$seconds" 'BEGIN { if (t != "" && z > 0) printf "%.2fx", t / z; else print "-" }')
+      printf '%-12s %8s %9.1f %8s\n' "-U $U" "$seconds" "$(awk -v kb="$kb" 'BEGIN { print kb / 1024 }')" "$ratio"
+      ;;
+  esac
+done

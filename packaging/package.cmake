@@ -5,7 +5,7 @@
 # gzip -n leaves name and time out of the header, so the bytes are the same
 # on every build.
 set(gzipped)
-foreach(pair "doc/zerlan.1;zerlan.1" "packaging/changelog;changelog")
+foreach(pair "doc/zerlan.1;zerlan.1" "doc/zerlan-convert.1;zerlan-convert.1" "packaging/changelog;changelog")
   list(GET pair 0 source)
   list(GET pair 1 name)
   add_custom_command(OUTPUT ${name}.gz
@@ -18,6 +18,7 @@ endforeach()
 add_custom_target(compressed_docs ALL DEPENDS ${gzipped})
 
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zerlan.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zerlan-convert.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES packaging/copyright ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 set(CPACK_GENERATOR DEB)
@@ -30,7 +31,9 @@ microsatellites and minisatellites: stretches in which a unit of one or more
 nucleotides is repeated head to tail, perfectly or with mismatches, insertions
 and deletions. It reports each repeat with its position, length, score,
 perfection and unit, in a native format, GFF, a table or FASTA, and can write
-a copy of the input with the repeats masked.")
+a copy of the input with the repeats masked. zerlan-convert turns the
+one-per-line report into catalogs for other tools: BED, UCSC simpleRepeat,
+TRGT and GFF3, optionally BGZF-compressed with a tabix index.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS

@@ -22,12 +22,12 @@ deb=$work/zerlan_${VERSION}_$(dpkg --print-architecture).deb
 
 dpkg-deb --contents "$deb" | awk '{ print $NF }' > "$work/contents"
 for file in ./usr/bin/zerlan ./usr/share/man/man1/zerlan.1.gz ./usr/share/doc/zerlan/copyright \
-            ./usr/share/doc/zerlan/changelog.gz; do
+            ./usr/share/doc/zerlan/changelog.gz ./usr/bin/zerlan-convert ./usr/share/man/man1/zerlan-convert.1.gz; do
   grep -qxF "$file" "$work/contents" || fail "the package lacks $file"
 done
 
 depends=$(dpkg-deb --field "$deb" Depends)
-for library in libc6 zlib1g libstdc++6; do
+for library in libc6 zlib1g libstdc++6 libhts3; do
   [[ ", $depends" == *", $library "* ]] || fail "Depends lacks $library: $depends"
 done
 
@@ -35,6 +35,7 @@ dpkg-deb -x "$deb" "$work/root"
 # Read whole: grep -q would stop reading early, and the writer's broken pipe
 # would fail the pipeline.
 [[ $("$work/root/usr/bin/zerlan" --version 2> /dev/null) == *"$VERSION."* ]] || fail "the packaged binary does not run"
+[[ $("$work/root/usr/bin/zerlan-convert" --version 2> /dev/null) == *"$VERSION"* ]] || fail "the packaged zerlan-convert does not run"
 [[ $(zcat "$work/root/usr/share/doc/zerlan/changelog.gz" | head -1) == *"zerlan ($VERSION)"* ]] ||
   fail "the changelog does not start with version $VERSION"
 

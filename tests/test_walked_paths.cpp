@@ -6,6 +6,7 @@
 // its walk is its own or follows others, and with its list or without.
 
 #include "search/record_search.h"
+#include "search/speedups/alignment_bound.h"
 #include "search/speedups/deferred_marks.h"
 #include "search/speedups/seed_filter.h"
 #include "settings/settings.h"
@@ -13,6 +14,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <fstream>
+#include <limits>
 #include <string>
 
 namespace {
@@ -117,10 +120,10 @@ TEST(DeferredMarks, AreThoseOfCoveringEachRecordAtOnce)
     const char* end = s + seq.residues.size();
     RecordSearch c(setup, 1, seq);
     SearchMarks set_later(seq), at_once(seq);
-    DeferredMarks deferred(set_later, c.scratch[0], c.search_id, s);
     EditsByReference followed;
     size_t by_reference = 0;
     for (size_t u : {5u, 7u}) {
+      DeferredMarks deferred(set_later, c.scratch[0], walks_of_pass(c.search_id, static_cast<uint32_t>(u)), s);
       for (size_t b = 300; b + u < 3300; b += 3) {
         Repeat sat, whole;
         sat.init(s + b, s + b + u);
@@ -142,6 +145,15 @@ TEST(DeferredMarks, AreThoseOfCoveringEachRecordAtOnce)
         for (ptrdiff_t i = static_cast<ptrdiff_t>(b) - 1; i < static_cast<ptrdiff_t>(b + 40); ++i)
           ASSERT_EQ(deferred.is_free(i), at_once.is_free(i)) << "unit " << u << " seed " << b << " residue " << i;
       }
+      // A repeat covered at once inside the deferred ones splits them; a
+      // read in its residues settles the deferred ones after it.
+      Repeat inner;
+      inner.init(s + 1000, s + 1000 + u);
+      inner.sat_end = s + 1050;
+      deferred.cover(inner, {});
+      at_once.cover(1000, 1050);
+      for (ptrdiff_t i = 1010; i < 1400; ++i)
+        ASSERT_EQ(deferred.is_free(i), at_once.is_free(i)) << "unit " << u << " residue " << i;
       deferred.settle_all();
       for (size_t i = 0; i < text.size(); ++i)
         ASSERT_EQ(set_later.is_free(static_cast<ptrdiff_t>(i)), at_once.is_free(static_cast<ptrdiff_t>(i)))
@@ -205,6 +217,160 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
       EXPECT_GT(turned_away * 2, seeds);
     }
   }
+}
+
+// Residues of a FASTA file of the oracle corpus, records joined, upper case.
+std::string residues_of(const std::string& name)
+{
+  std::ifstream in(std::string(ZERLAN_ORACLE_INPUTS) + "/" + name);
+  std::string line, s;
+  while (std::getline(in, line))
+    if (!line.empty() && line[0] != '>')
+      for (char ch : line)
+        if (std::isalpha(static_cast<unsigned char>(ch)))
+          s += static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+  return s;
+}
+
+// A random unit of the given length repeated over length residues with 10%
+// substitutions and 2% indels, between random flanks of 200.
+std::string minisatellite(size_t unit_length, size_t length, uint64_t state)
+{
+  auto next = [&state] {
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    return static_cast<uint32_t>(state >> 33);
+  };
+  auto base = [&] { return "ACGT"[next() % 4]; };
+  std::string unit, s;
+  while (unit.size() < unit_length)
+    unit += base();
+  for (int i = 0; i < 200; ++i)
+    s += base();
+  for (size_t i = 0; s.size() < 200 + length; ++i) {
+    const uint32_t dice = next() % 100;
+    if (dice < 10)
+      s += base();
+    else if (dice == 10)
+      s += std::string(1, unit[i % unit_length]) + base();
+    else if (dice != 11)
+      s += unit[i % unit_length];
+  }
+  for (int i = 0; i < 200; ++i)
+    s += base();
+  return s;
+}
+
+// Calls f(t, text, s, end, search, bound) for each text the alignment
+// bound is tried on: random sequence, minisatellite arrays of units of 23,
+// 64 and 47, and real windows (E. coli, human blocks, flanks with an N run).
+template <typename F>
+void for_each_bound_text(const SearchSetup& setup, F f)
+{
+  const std::string minisatellites = residues_of("minisatellites.fa");
+  const std::vector<std::string> texts = {
+      array(false, 0) + array(false, 0), minisatellite(23, 900, 1), minisatellite(64, 1500, 2),
+      minisatellite(47, 1000, 3), residues_of("ecoli_window.fa").substr(0, 1500),
+      residues_of("human_blocks.fa").substr(5000, 1500), minisatellites.substr(minisatellites.find('N') - 700, 1500)};
+  for (size_t t = 0; t < texts.size(); ++t) {
+    FastaRecord seq;
+    seq.residues.assign(texts[t].data(), static_cast<uint32_t>(texts[t].size()));
+    const char* s = seq.residues.data();
+    const char* end = s + seq.residues.size();
+    RecordSearch search(setup, 1, seq);
+    AlignmentBound bound(s, end, setup.scoring);
+    f(t, texts[t], s, end, search, bound);
+  }
+}
+
+// The bound of the alignments beside a seed is at least the score that its
+// extension reaches forward, and then backward from there: for seeds of
+// random sequence, of diverged minisatellite arrays at their own and at
+// other unit lengths, and of real windows with N runs, at unit lengths up
+// to 64, under several scorings. In random sequence it turns away nearly
+// every seed of a long unit.
+TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
+{
+  struct Scoring {
+    int32_t mismatch, indel, prefer_longer, reduction;
+  };
+  for (const Scoring& sc : {Scoring{-5, -5, 1, SCOREREDUCTION_UNLIMITED}, Scoring{-3, -7, 0, SCOREREDUCTION_UNLIMITED},
+                            Scoring{-8, -2, 1, 10}}) {
+    Settings settings;
+    settings.mismatch_score = sc.mismatch;
+    settings.indel_score = sc.indel;
+    settings.prefer_longer_repeat = sc.prefer_longer;
+    settings.maximum_scorereduction = sc.reduction;
+    const SearchSetup setup(settings);
+    size_t random_seeds = 0, random_turned_away = 0;
+    for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end,
+                                   RecordSearch& c, AlignmentBound& bound) {
+      for (uint32_t u : {1u, 2u, 3u, 5u, 8u, 13u, 23u, 34u, 46u, 47u, 48u, 64u}) {
+        const int64_t floor = setup.scoring.floor(u);
+        for (size_t b = t % 5; b + u < text.size(); b += 5) {
+          if (text.find('N', b) < b + u)
+            continue;
+          const char* ub = s + b;
+          const char* ue = ub + u;
+          const int64_t forward = bound.best_score<1>(ue, ub, ub, ue, end, 0, floor, INT64_MAX);
+          Repeat sat;
+          sat.init(ub, ue);
+          c.extend_imperfect_forward(sat, end, c.scratch[0]);
+          ASSERT_LE(sat.score, forward) << "text " << t << " unit " << u << " seed " << b;
+          if (forward == INT64_MAX)
+            continue; // alignments that live too long to follow: no bound
+          const int64_t both = bound.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, static_cast<int32_t>(forward),
+                                                    floor, INT64_MAX);
+          c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+          ASSERT_LE(sat.score, both) << "text " << t << " unit " << u << " seed " << b;
+          if (t == 0 && u >= 23) {
+            ++random_seeds;
+            random_turned_away += bound.falls_short(ub, u, static_cast<int32_t>(u));
+          }
+        }
+      }
+    });
+    if (sc.mismatch == sc.indel) {
+      EXPECT_GT(random_turned_away * 100, random_seeds * 99);
+    }
+  }
+}
+
+// When the bound turns away a run of consecutive seeds at once, every seed
+// of the run extends to a score below the threshold: in random sequence,
+// near and inside minisatellite arrays and in real windows, for runs of a
+// quarter and of all of a unit, and for thresholds down to 6. In random
+// sequence it turns away nearly every run.
+TEST(AlignmentBound, TurnsAwayOnlyRunsWhoseEverySeedFallsShort)
+{
+  const Settings settings;
+  const SearchSetup setup(settings);
+  size_t random_runs = 0, random_turned_away = 0;
+  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end,
+                                 RecordSearch& c, AlignmentBound& bound) {
+    for (uint32_t u : {16u, 23u, 34u, 47u, 64u}) {
+      for (uint32_t k : {u / 4, u}) {
+        for (int32_t min_score : {6, static_cast<int32_t>(u)}) {
+          for (size_t b0 = t % 3; b0 + k + u < text.size(); b0 += k) {
+            const bool turned_away = bound.stretch_falls_short(s + b0, k, u, min_score);
+            if (t == 0 && min_score == static_cast<int32_t>(u) && k < u) {
+              ++random_runs;
+              random_turned_away += turned_away;
+            }
+            for (size_t b = b0; turned_away && b < b0 + k; ++b) {
+              if (text.find('N', b) < b + u)
+                continue;
+              Repeat sat;
+              sat.init(s + b, s + b + u);
+              c.extend_imperfect_forward(sat, end, c.scratch[0]);
+              c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+              ASSERT_LT(sat.score, min_score) << "text " << t << " unit " << u << " run " << b0 << "+" << k << " seed " << b;
+            }
+          }
+        }
+      }
+    }
+  });
+  EXPECT_GT(random_turned_away * 10, random_runs * 9);
 }
 
 } // namespace

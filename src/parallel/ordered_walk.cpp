@@ -212,7 +212,7 @@ void OrderedWalk::speculate(Chunk& chunk, unsigned int thread)
   const ptrdiff_t lo = ahead.local.lo, hi = lo + static_cast<ptrdiff_t>(ahead.local.free.size());
   cover_repeat(*sat, s, lo, hi, ahead.local);
   for (const FollowedEdits& f : ahead.references.followed.edits)
-    ahead.scratch.followed_edits(pass.search.search_id, s, f, s + lo, s + hi,
+    ahead.scratch.followed_edits(walks_of_pass(pass.search.search_id, static_cast<uint32_t>(pass.u)), s, f, s + lo, s + hi,
                                  [&](const char* at, char) { ahead.local.free_at(at - s); });
   // The lists that a chunk holds for the ordered walk are bounded; a
   // repeat beyond that is left to the walk, which extends it again.

@@ -16,7 +16,7 @@ void list_in_order(const RecordSearch& search, SearchScratch& scratch, Repeat& s
         all.push_back(sat.missense_list[e]);
       if (f.dir > 0)
         forward += f.to - f.from;
-      scratch.followed_edits(search.search_id, s, f, s, s + search.seq.residues.size() + 1,
+      scratch.followed_edits(walks_of_pass(search.search_id, sat.unit_length()), s, f, s, s + search.seq.residues.size() + 1,
                              [&all](const char* at, char kind) { all.push_back({at, kind}); });
     }
     for (; e < sat.missense_list.size(); ++e)
@@ -59,7 +59,7 @@ bool extend_seed(const RecordSearch& search, SearchScratch& scratch, Repeat& sat
 
 SeedPass::SeedPass(RecordSearch& search, size_t u, SearchMarks& marks, std::list<Repeat*>& result)
     : search(search), scratch(search.scratch[0]), u(u),
-      marks(marks, search.scratch[0], search.search_id, search.seq.residues.data()), result(result),
+      marks(marks, search.scratch[0], walks_of_pass(search.search_id, static_cast<uint32_t>(u)), search.seq.residues.data()), result(result),
       s(search.seq.residues.data()), n(search.seq.residues.size()),
       min_score(search.thresholds.user().score[u]), min_length(search.thresholds.user().length[u]),
       filter(s, s + n, static_cast<uint32_t>(u), min_score, search.scoring)

@@ -96,15 +96,24 @@ class SearchProgress {
   virtual void at_unit_length(unsigned int unit_length) = 0;
 };
 
-// What one thread keeps from one extension to the next within a search:
-// the walked paths of each direction.
+// Seeds follow the walks of seeds of the same unit, so of the same pass:
+// walked paths are kept for one search and unit length, and the next pass
+// starts afresh. Nothing refers to a pass's paths once it has settled its
+// marks and dropped its long lists, and memory stays that of one pass.
+inline uint64_t walks_of_pass(uint64_t search_id, uint32_t unit_length)
+{
+  return search_id << 32 | unit_length;
+}
+
+// What one thread keeps from one extension to the next within a pass: the
+// walked paths of each direction.
 struct SearchScratch {
   WalkedPaths forward, backward;
 
-  WalkedPaths& walked(int dir, uint64_t search, const char* origin)
+  WalkedPaths& walked(int dir, uint64_t walks, const char* origin)
   {
     WalkedPaths& w = dir > 0 ? forward : backward;
-    w.reset_for(search, origin);
+    w.reset_for(walks, origin);
     return w;
   }
 
@@ -112,15 +121,15 @@ struct SearchScratch {
   // a search of the record that begins at origin, whose place in a missense
   // list lies in [lo, hi).
   template <typename Edit>
-  void followed_edits(uint64_t search, const char* origin, const FollowedEdits& f, const char* lo, const char* hi,
+  void followed_edits(uint64_t walks, const char* origin, const FollowedEdits& f, const char* lo, const char* hi,
                       Edit edit)
   {
     if (f.dir > 0)
-      walked(1, search, origin).for_each_edit_within<1>(f.path, f.from, f.to, lo, hi, [&edit](const char* r, char kind) {
+      walked(1, walks, origin).for_each_edit_within<1>(f.path, f.from, f.to, lo, hi, [&edit](const char* r, char kind) {
         edit(listed_at<1>(r, kind), kind);
       });
     else
-      walked(-1, search, origin).for_each_edit_within<-1>(f.path, f.from, f.to, lo, hi, [&edit](const char* r, char kind) {
+      walked(-1, walks, origin).for_each_edit_within<-1>(f.path, f.from, f.to, lo, hi, [&edit](const char* r, char kind) {
         edit(listed_at<-1>(r, kind), kind);
       });
   }

@@ -25,6 +25,9 @@ check indel-score "$one" --indelScore -1 no.fa
 check recursion-0 "$one" --recursion 0 no.fa
 check unit-lengths "$one" --minUnitLen 5 --maxUnitLen 4 no.fa
 check minimum-score "$one" --minScore 1 no.fa
+# The smallest minimum score, and the smallest minimum length, that are taken.
+check no-input-file "$one" --minScore 2 no.fa
+check no-input-file "$one" --minScore 1 --minLength 2 no.fa
 check no-input-file "$one" no.fa
 check three-names "$one" in.fa out.txt third.txt # neither name is taken
 check output-unwritable "$one" in.fa nodir/out.txt

@@ -37,4 +37,7 @@ check alignment-deletion '>s\nACGACGACGACGCGACGACGACGACG\n' in.fa
 check alignment-deletion-and-mismatch '>s\nACGACGACGACTCGACGACGACG\n' -M extendExact -D in.fa
 check flanks-empty-table '>s\nACACACACACACTT\n' -M exact --outputFormat 3 -f 3 in.fa
 check flanks-empty-sequence '>s\nACACACACACACTT\n' -M exact --outputFormat 0 --printRepeatSeqMode 1 -f 3 in.fa
+# A gap right before and one right after AC x 6, which stands on input
+# positions 4 to 15.
+check gaps-around-repeat '>s\nGT-ACACACACACAC*TT\n' -M exact --outputFormat 3 in.fa
 finish

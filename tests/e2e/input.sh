@@ -23,6 +23,10 @@ check digit-after-CR '>s\rACGT\rAC1\r' "${exact[@]}"
 check hash-in-sequence '>s\nACGT\n>t\nAC#GT\n' "${exact[@]}"
 check hash-between-records '# comments may lead the file\n>a\nACACACACACAC\n#c\n>b\nACGT\n' "${exact[@]}"
 check outside-range '>r1\nACACACACACAC\n>r2\nAC1\n>r3\nACGT\n' --lastSeq 1 "${exact[@]}"
+# On several threads the records before the invalid one (record i holds
+# AC x (5 + i)), searched side by side, are all reported before the read error.
+ZERLAN_THREADS=3 check read-error-threads \
+  "=for i in {1..6}; do printf '>r%d\n' \$i; printf 'AC%.0s' \$(seq \$((5 + i))); echo; done; printf '>r7\nAC1\n'" "${exact[@]}"
 # Byte 1,000,000 ends the first block: a CR there, with and without LF after it.
 check CRLF-across-blocks "=printf '>s\r\n'; repeat C 999995; printf '\r\nGT\r\nA1\r\n'" "${exact[@]}"
 check CR-across-blocks "=printf '>s\n'; repeat C 999996; printf '\rGT\r1\r'" "${exact[@]}"

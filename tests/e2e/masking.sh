@@ -14,6 +14,9 @@ check mask-lower "$gaps" -M exact --outputFormat 3 --lastSeq 1 --maskX --maskLow
 # break, the second reaches the end.
 check lines-of-80 "=printf '>w\n'; echo CG\$(repeat A 100)CG\$(repeat T 57) | fold -w 60" \
   -M exact --outputFormat 2 --maskLower in.fa
+# 160 characters, a gap among them, fill two lines: no empty line follows.
+check lines-full "=printf '>a\n'; repeat A 100; printf -- '-'; repeat A 59; printf '\n>b\nGT\n'" \
+  -M exact --outputFormat 2 --maskX in.fa
 check masked-unwritable "=printf '>r\nACACACACACAC\n'; mkdir in.fa.masked" --maskX in.fa
 # The repeat of s1 is 96.296 % perfect: filtered out, it is neither reported nor masked.
 check perfect-only '>s1\nACGACGACGACGTCGACGACGACGACG\n>s2\nGTACACACACACACTT\n' \

@@ -44,7 +44,7 @@ void DeferredMarks::cover(const Repeat& sat, const std::vector<FollowedEdits>& f
   std::sort(owner->places.begin(), owner->places.end());
   owner->followed = followed;
   for (const FollowedEdits& f : followed)
-    scratch.followed_edits(search, s, f, sat.sat_end, sat.sat_end + 1, [&](const char*, char) { free_at_end = true; });
+    scratch.followed_edits(walks, s, f, sat.sat_end, sat.sat_end + 1, [&](const char*, char) { free_at_end = true; });
   if (free_at_end)
     free_end();
   if (b == e)
@@ -80,7 +80,7 @@ void DeferredMarks::settle(size_t b, size_t e)
          at != owner.places.end() && *at < s + q; ++at)
       marks.free_at(static_cast<size_t>(*at - s));
     for (const FollowedEdits& f : owner.followed)
-      scratch.followed_edits(search, s, f, s + p, s + q,
+      scratch.followed_edits(walks, s, f, s + p, s + q,
                      [this](const char* at, char) { marks.free_at(static_cast<size_t>(at - s)); });
   }
   drop(b, e);

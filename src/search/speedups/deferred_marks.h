@@ -25,8 +25,8 @@
 // marks as they are, and can ask whether some are deferred.
 class DeferredMarks {
  public:
-  DeferredMarks(SearchMarks& marks, SearchScratch& scratch, uint64_t search, const char* s)
-      : marks(marks), scratch(scratch), search(search), s(s)
+  DeferredMarks(SearchMarks& marks, SearchScratch& scratch, uint64_t walks, const char* s)
+      : marks(marks), scratch(scratch), walks(walks), s(s)
   {
   }
 
@@ -81,7 +81,7 @@ class DeferredMarks {
 
   SearchMarks& marks;
   SearchScratch& scratch;
-  const uint64_t search;
+  const uint64_t walks; // the walked paths of the pass (walks_of_pass)
   const char* s;
   std::map<size_t, Deferred> deferred; // by first residue; none empty, none overlapping
   // A stretch without deferred residues.

@@ -64,7 +64,11 @@ SeedFilter::SeedFilter(const char* first, const char* last, uint32_t u, int32_t 
       // Long enough to hold the whole reach for the seeds that read up to
       // four residues exactly and meet up to two words.
       length(static_cast<ptrdiff_t>(reach(c, k, u + g.prefer_longer + 4, 2) + 2)), after(WILD + 1),
-      before(WILD + 1)
+      before(WILD + 1), alignments(first, last, g),
+      // A quarter of a unit: the alignments of a seed in random sequence die
+      // within a third of a unit or so, and those of the run within the
+      // unit's first copy.
+      run(u >= 16 ? u / 4 : 0)
 {
   unit_set[WILD >> 6] = uint64_t(1) << (WILD & 63);
 }
@@ -152,7 +156,7 @@ int64_t SeedFilter::gain_bound(const char* m, int64_t h, int64_t enough)
   return H > 0 ? H - 1 : 0;
 }
 
-bool SeedFilter::falls_short(const char* b)
+bool SeedFilter::words_fall_short(const char* b)
 {
   if (c < 1)
     return false;
@@ -222,4 +226,22 @@ bool SeedFilter::falls_short(const char* b)
   const int64_t backward_gain =
       gain_bound<-1>(backward, backward_room + (backward_stopped ? forward_gain : 0), needed - forward_gain);
   return forward_gain + backward_gain < needed;
+}
+
+bool SeedFilter::falls_short(const char* b)
+{
+  if (run > 0) {
+    // The seeds of long units are tried by runs of consecutive seeds first;
+    // the last run of the record ends at its last seed.
+    const ptrdiff_t at = (b - first) / run * run;
+    if (at != run_at) {
+      run_at = at;
+      const ptrdiff_t seeds = (last - first) - u - at;
+      run_short = seeds > 0 && alignments.stretch_falls_short(
+                                   first + at, static_cast<uint32_t>(std::min<ptrdiff_t>(run, seeds)), u, min_score);
+    }
+    if (run_short)
+      return true;
+  }
+  return words_fall_short(b) || alignments.falls_short(b, u, min_score);
 }

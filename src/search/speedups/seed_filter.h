@@ -2,6 +2,7 @@
 #define SEARCH_SPEEDUPS_SEED_FILTER_H
 
 #include "search/record_search.h"
+#include "search/speedups/alignment_bound.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -24,6 +25,10 @@ class SeedFilter {
   bool falls_short(const char* b);
 
  private:
+  // The bound from the unit's words met around the seed; where it cannot
+  // tell, the bound from the alignments beside the seed decides.
+  bool words_fall_short(const char* b);
+
   // Words of k <= 5 residues are codes of 2 bits per residue (A, C, G, T).
   // WILD stands for a word with an N or one that runs off the record: such
   // a word is taken as one that may be in phase with any unit.
@@ -64,6 +69,12 @@ class SeedFilter {
   // at - 1] before it.
   ptrdiff_t at = -1;
   std::vector<uint32_t> after, before;
+  AlignmentBound alignments;
+  // Seeds are first tried by runs of this many (0: one by one); the run of
+  // the last verdict begins run_at residues into the record.
+  const uint32_t run;
+  ptrdiff_t run_at = -1;
+  bool run_short = false;
   // The set of the cyclic words of the seed's unit, with WILD; touched:
   // the words of the set that hold one.
   uint64_t unit_set[(WILD >> 6) + 1] = {};

@@ -6,7 +6,7 @@
 
 namespace {
 
-// At most this many points are recorded per search and direction (about
+// At most this many points are recorded per pass and direction (about
 // 30 bytes each with their chunk, summaries and slots); later walks go on
 // without recording.
 const size_t MAX_POINTS = 1 << 20;
@@ -184,11 +184,11 @@ size_t WalkedPaths::highest(uint32_t path, size_t from, size_t to, bool latest) 
   return best;
 }
 
-void WalkedPaths::reset_for(uint64_t new_search, const char* new_origin)
+void WalkedPaths::reset_for(uint64_t new_walks, const char* new_origin)
 {
-  if (search == new_search)
+  if (walks == new_walks)
     return;
-  search = new_search;
+  walks = new_walks;
   origin = new_origin;
   recorded = 0;
   families.clear();

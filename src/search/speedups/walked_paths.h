@@ -43,10 +43,10 @@ class WalkedPaths {
   // be worth it.
   bool family_of(const char* ub, uint32_t length, Family& family);
 
-  // The paths of this object belong to one search of one record, whose
-  // first residue is origin, in one direction: the first use for another
-  // search forgets them.
-  void reset_for(uint64_t search, const char* origin);
+  // The paths of this object belong to the walks of one pass (one search
+  // of the record whose first residue is origin, one unit length), in one
+  // direction: the first use for other walks forgets them.
+  void reset_for(uint64_t walks, const char* origin);
 
   // The recorded point of the family at this residue and phase, if any.
   bool find(uint32_t family, const char* at, uint32_t phase, uint32_t& path, uint32_t& index) const
@@ -210,7 +210,7 @@ class WalkedPaths {
   }
   uint32_t family_at(uint32_t point) const { return chunk(point / CHUNK).family; }
 
-  uint64_t search = 0;
+  uint64_t walks = 0;
   const char* origin = nullptr;
   size_t recorded = 0;
   std::unordered_map<std::string, uint32_t> families;

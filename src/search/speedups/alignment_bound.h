@@ -1,0 +1,64 @@
+#ifndef SEARCH_SPEEDUPS_ALIGNMENT_BOUND_H
+#define SEARCH_SPEEDUPS_ALIGNMENT_BOUND_H
+
+#include "search/record_search.h"
+
+#include <cstdint>
+#include <vector>
+
+// The second test of a seed that the seed filter lets through: the highest
+// score that any alignment of the residues beside the seed with the endless
+// repetition of its unit can reach, each way. The extension commits one such
+// alignment, and a step only where the score stays above the prune floor, so
+// the highest score of the alignments whose score never falls to the floor
+// bounds what it can reach. Its look-ahead depth and the exact phase, which
+// takes every match, only narrow the alignments it may take.
+//
+// With long units the floor lies deep, so the extension of a seed in
+// random sequence walks and looks ahead for a long time before it gives up;
+// the alignments that stay above the floor die out after a few dozen
+// residues there, and this test costs a small part of that walk.
+class AlignmentBound {
+ public:
+  AlignmentBound(const char* first, const char* last, const Scoring& g);
+
+  // Whether the seed [b, b + u) is sure to reach a score below min_score.
+  bool falls_short(const char* b, uint32_t u, int32_t min_score);
+
+  // Whether each of the seeds [b, b + u) with b in [b0, b0 + k) is sure to
+  // reach a score below min_score; k <= u, and the last seed's unit ends
+  // before the record's last residue. Where alignments of a seed in random
+  // sequence die within its unit's first copy beside it, they compare
+  // residues with residues of the record only, shared by the seeds of a
+  // stretch: one table of cells serves them all.
+  bool stretch_falls_short(const char* b0, uint32_t k, uint32_t u, int32_t min_score);
+
+  // The highest score of the alignments of the residues from cursor c on
+  // (moving by Dir, up to bound) with the unit [ub, ue) repeated from unit
+  // position p, starting at score start, whose score after every residue
+  // and every unit character stays above floor. Gives up at enough, or
+  // when the alignments live so long that the answer would cost more than
+  // the extension: then the result is at least enough.
+  template <int Dir>
+  int64_t best_score(const char* c, const char* p, const char* ub, const char* ue, const char* bound, int32_t start,
+                     int64_t floor, int64_t enough);
+
+ private:
+  template <int Dir>
+  int64_t stretch_best_score(const char* b0, uint32_t k, uint32_t u, int32_t start, int64_t floor, int64_t enough);
+  // Unit characters left out: each cell of the row from the second on may be
+  // reached from the one before it; then the row is cut to its living
+  // stretch of columns, whose best score it returns.
+  int32_t close_row(uint64_t& lo, int32_t low);
+
+  const char* first;
+  const char* last;
+  int32_t mismatch, indel;
+  int64_t prefer_longer;
+  // The scores of a row of cells and of the row after it, by unit
+  // characters consumed.
+  std::vector<int32_t> row, next;
+  std::vector<char> unit;
+};
+
+#endif
