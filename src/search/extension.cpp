@@ -9,7 +9,8 @@ namespace {
 // The look-ahead of one extension: what stays fixed while it recurses.
 template <int Dir>
 struct LookAhead {
-  const Scoring& g;
+  const Scoring g; // held here, one load away in the recursion
+
   const char* ub; // the unit
   const char* ue;
   int64_t floor; // -L - P

@@ -75,7 +75,7 @@ class faststring {
  private:
   void grow(uint32_t n)
   {
-    data_ = static_cast<char*>(regrow(data_, length_, n));
+    data_ = static_cast<char*>(regrow(data_, length_, n, true)); // a long record's residues
     capacity_ = n;
   }
 

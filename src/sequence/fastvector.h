@@ -41,12 +41,13 @@ inline void* allocate_buffer(size_t n)
 }
 
 // Moves storage whose first `used` bytes are in use to room for n bytes;
-// ends the run when that cannot be had. Long buffers get room of their
-// own (allocate_buffer); shorter ones grow in place where they can.
-inline void* regrow(void* data, size_t used, size_t n)
+// ends the run when that cannot be had. Storage grows in place where it
+// can, except that with scanned set a long buffer that is scanned from end
+// to end gets room of its own (allocate_buffer).
+inline void* regrow(void* data, size_t used, size_t n, bool scanned)
 {
   void* p;
-  if (n >= (size_t(4) << 20)) {
+  if (scanned && n >= (size_t(4) << 20)) {
     p = allocate_buffer(n);
     if (p && used)
       std::memcpy(p, data, used);
@@ -127,7 +128,8 @@ class fastvector {
  private:
   void grow(uint32_t n)
   {
-    data_ = static_cast<T*>(regrow(data_, sizeof(T) * static_cast<size_t>(length_), sizeof(T) * static_cast<size_t>(n)));
+    data_ = static_cast<T*>(
+        regrow(data_, sizeof(T) * static_cast<size_t>(length_), sizeof(T) * static_cast<size_t>(n), false));
     capacity_ = n;
   }
 
