@@ -9,6 +9,7 @@
 #include "search/speedups/alignment_bound.h"
 #include "search/speedups/deferred_marks.h"
 #include "search/speedups/seed_filter.h"
+#include "search/speedups/self_alignment_bound.h"
 #include "settings/settings.h"
 
 #include <gtest/gtest.h>
@@ -371,6 +372,87 @@ TEST(AlignmentBound, TurnsAwayOnlyRunsWhoseEverySeedFallsShort)
     }
   });
   EXPECT_GT(random_turned_away * 10, random_runs * 9);
+}
+
+// The record's alignment with itself bounds each way of every seed's
+// extension: its cell at the seed is at least twice what the extension
+// gains that way, as far as the threshold; under several scorings and
+// thresholds, on random sequence, diverged minisatellite arrays at their
+// own and other unit lengths, and real windows with N runs.
+TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
+{
+  struct Scoring {
+    int32_t mismatch, indel, prefer_longer, reduction;
+  };
+  for (const Scoring& sc : {Scoring{-5, -5, 1, SCOREREDUCTION_UNLIMITED}, Scoring{-3, -7, 0, SCOREREDUCTION_UNLIMITED},
+                            Scoring{-8, -2, 1, 10}, Scoring{-2, -2, 0, SCOREREDUCTION_UNLIMITED}}) {
+    Settings settings;
+    settings.mismatch_score = sc.mismatch;
+    settings.indel_score = sc.indel;
+    settings.prefer_longer_repeat = sc.prefer_longer;
+    settings.maximum_scorereduction = sc.reduction;
+    const SearchSetup setup(settings);
+    for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end,
+                                   RecordSearch& c, AlignmentBound&) {
+      for (uint32_t u : {2u, 3u, 5u, 8u, 13u, 16u, 23u, 34u, 47u, 64u}) {
+        for (int32_t S : {6, static_cast<int32_t>(std::max(u, 6u))}) {
+          const std::vector<int32_t> min_score(u + 1, S);
+          const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u, 1);
+          const std::vector<int32_t> forward = bound.cells_at_seeds<1>(u), backward = bound.cells_at_seeds<-1>(u);
+          for (size_t b = (t + u) % 3; b + u < text.size(); b += 3) {
+            if (text.find('N', b) < b + u)
+              continue;
+            Repeat sat;
+            sat.init(s + b, s + b + u);
+            c.extend_imperfect_forward(sat, end, c.scratch[0]);
+            const int32_t f = sat.score;
+            ASSERT_GE(forward[b], 2 * std::min(f, S)) << "text " << t << " unit " << u << " seed " << b;
+            c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+            if (f < S) {
+              ASSERT_GE(backward[b], 2 * std::min(sat.score - f, S - f)) << "text " << t << " unit " << u << " seed " << b;
+            }
+          }
+        }
+      }
+    });
+  }
+}
+
+// The seeds that the bound built by stretches turns away all extend to
+// scores below the threshold, over stretches of 1, 7 and 100 seeds; in
+// random sequence it turns away nearly every seed of a unit from 16 on.
+TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
+{
+  const Settings settings;
+  const SearchSetup setup(settings);
+  size_t random_seeds = 0, random_turned_away = 0;
+  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch& c,
+                                 AlignmentBound&) {
+    std::vector<int32_t> min_score(65);
+    for (uint32_t u = 0; u <= 64; ++u)
+      min_score[u] = static_cast<int32_t>(std::max(u, 6u));
+    for (size_t stretch : {size_t(1), size_t(7), size_t(100)}) {
+      const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), 12, 64, stretch);
+      for (uint32_t u : {12u, 16u, 23u, 31u, 47u, 64u}) {
+        SelfAlignmentBound::Reader reader(&bound.may_reach(u));
+        for (size_t b = t % 2; b + u < text.size(); b += 2) {
+          const bool turned_away = bound.bounds(u) && reader.falls_short(b);
+          if (t == 0 && u >= 16) {
+            ++random_seeds;
+            random_turned_away += turned_away;
+          }
+          if (!turned_away || text.find('N', b) < b + u)
+            continue;
+          Repeat sat;
+          sat.init(s + b, s + b + u);
+          c.extend_imperfect_forward(sat, end, c.scratch[0]);
+          c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+          ASSERT_LT(sat.score, min_score[u]) << "text " << t << " unit " << u << " seed " << b << " stretch " << stretch;
+        }
+      }
+    }
+  });
+  EXPECT_GT(random_turned_away * 100, random_seeds * 95);
 }
 
 } // namespace

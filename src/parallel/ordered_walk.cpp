@@ -170,7 +170,7 @@ void OrderedWalk::speculate(Chunk& chunk, unsigned int thread)
 {
   const ptrdiff_t lo = static_cast<ptrdiff_t>(chunk.begin) - 1, hi = static_cast<ptrdiff_t>(chunk.end + u) + 1;
   Ahead ahead(MarksCopy{lo, std::vector<char>(static_cast<size_t>(hi - lo))},
-              SeedFilter(s, s + n, static_cast<uint32_t>(u), pass.min_score, pass.search.scoring),
+              SeedFilter(s, s + n, static_cast<uint32_t>(u), pass.min_score, pass.search.scoring, pass.may_reach),
               pass.search.scratch[thread]);
   MarksCopy& local = ahead.local;
   {

@@ -3,6 +3,7 @@
 #include "search/unit_walk.h"
 
 #include <algorithm>
+#include <memory>
 
 void list_in_order(const RecordSearch& search, SearchScratch& scratch, Repeat& sat, ByReference* by_reference,
                    uint32_t forward)
@@ -57,12 +58,13 @@ bool extend_seed(const RecordSearch& search, SearchScratch& scratch, Repeat& sat
   return true;
 }
 
-SeedPass::SeedPass(RecordSearch& search, size_t u, SearchMarks& marks, std::list<Repeat*>& result)
+SeedPass::SeedPass(RecordSearch& search, size_t u, SearchMarks& marks, std::list<Repeat*>& result,
+                   const std::vector<uint32_t>* may_reach)
     : search(search), scratch(search.scratch[0]), u(u),
       marks(marks, search.scratch[0], walks_of_pass(search.search_id, static_cast<uint32_t>(u)), search.seq.residues.data()), result(result),
       s(search.seq.residues.data()), n(search.seq.residues.size()),
       min_score(search.thresholds.user().score[u]), min_length(search.thresholds.user().length[u]),
-      filter(s, s + n, static_cast<uint32_t>(u), min_score, search.scoring)
+      may_reach(may_reach), filter(s, s + n, static_cast<uint32_t>(u), min_score, search.scoring, may_reach)
 {
 }
 
@@ -128,6 +130,14 @@ void SeedPass::commit(Repeat* sat, size_t b1, const std::vector<FollowedEdits>& 
   result.push_back(sat);
 }
 
+namespace {
+
+// The unit length from which the seeds are first bounded by the record's
+// alignment with itself.
+constexpr unsigned SELF_ALIGNMENT_FROM = 16;
+
+} // namespace
+
 void RecordSearch::complete_imperfect_search()
 {
   SearchMarks marks(seq);
@@ -142,8 +152,20 @@ void RecordSearch::complete_imperfect_search()
   }
   // A unit must be shorter than the sequence for any seed to exist: seeds
   // [b, b + u) never include the last residue.
-  for (; u <= settings.max_unit_length && u < seq.residues.size(); ++u)
-    SeedPass(*this, u, marks, imperfect_sats.sats).run();
+  // Long units are first bounded for a whole record at once, by ranges of
+  // unit lengths that double.
+  std::unique_ptr<SelfAlignmentBound> copies;
+  const char* first = seq.residues.data();
+  for (; u <= settings.max_unit_length && u < seq.residues.size(); ++u) {
+    if (u >= SELF_ALIGNMENT_FROM && (!copies || !copies->covers(u))) {
+      const uint32_t last_u = static_cast<uint32_t>(std::min<size_t>(settings.max_unit_length, 2 * u - 1));
+      copies.reset();
+      copies = std::make_unique<SelfAlignmentBound>(first, first + seq.residues.size(), scoring,
+                                                    thresholds.user().score, u, last_u);
+    }
+    const bool bounded = copies && copies->bounds(u);
+    SeedPass(*this, u, marks, imperfect_sats.sats, bounded ? &copies->may_reach(u) : nullptr).run();
+  }
   imperfect_sats.sats.sort(lessThan_sat);
 }
 

@@ -51,7 +51,10 @@ struct SeedsAhead {
 // an accepted repeat covers its residues in the marks before the next seed.
 class SeedPass {
  public:
-  SeedPass(RecordSearch& search, size_t u, SearchMarks& marks, std::list<Repeat*>& result);
+  // may_reach: the seeds that the record's alignment with itself lets
+  // through, if it bounds this unit length.
+  SeedPass(RecordSearch& search, size_t u, SearchMarks& marks, std::list<Repeat*>& result,
+           const std::vector<uint32_t>* may_reach = nullptr);
 
   void run();
 
@@ -73,6 +76,7 @@ class SeedPass {
   const char* const s;
   const size_t n;
   const int32_t min_score, min_length;
+  const std::vector<uint32_t>* const may_reach;
   SeedFilter filter;        // for the ordered walk
   ByReference by_reference; // of the ordered walk's extensions
   Repeat* spare = nullptr;

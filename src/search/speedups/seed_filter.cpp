@@ -57,14 +57,15 @@ int64_t reach(int32_t c, unsigned k, int64_t h, int64_t H)
 
 } // namespace
 
-SeedFilter::SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score, const Scoring& g)
+SeedFilter::SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score, const Scoring& g,
+                       const std::vector<uint32_t>* may_reach)
     : first(first), last(last), u(u), min_score(min_score), c(std::min(-g.mismatch, -g.indel)),
       k(static_cast<unsigned>(std::clamp<int32_t>(c, 1, K_MAX))), floor(g.floor(u)), allowed_Ns(g.allowed_Ns),
       pass_Ns(g.pass_Ns),
       // Long enough to hold the whole reach for the seeds that read up to
       // four residues exactly and meet up to two words.
       length(static_cast<ptrdiff_t>(reach(c, k, u + g.prefer_longer + 4, 2) + 2)), after(WILD + 1),
-      before(WILD + 1), alignments(first, last, g),
+      before(WILD + 1), alignments(first, last, g), self_alignment(may_reach),
       // A quarter of a unit: the alignments of a seed in random sequence die
       // within a third of a unit or so, and those of the run within the
       // unit's first copy.
@@ -230,6 +231,8 @@ bool SeedFilter::words_fall_short(const char* b)
 
 bool SeedFilter::falls_short(const char* b)
 {
+  if (self_alignment.falls_short(static_cast<size_t>(b - first)))
+    return true;
   if (run > 0) {
     // The seeds of long units are tried by runs of consecutive seeds first;
     // the last run of the record ends at its last seed.

@@ -3,6 +3,7 @@
 
 #include "search/record_search.h"
 #include "search/speedups/alignment_bound.h"
+#include "search/speedups/self_alignment_bound.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +19,10 @@
 // thread; it is quickest when the seeds come in increasing order.
 class SeedFilter {
  public:
-  SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score, const Scoring& g);
+  // may_reach, if given, holds the seeds that the record's alignment with
+  // itself lets through (SelfAlignmentBound::may_reach).
+  SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score, const Scoring& g,
+             const std::vector<uint32_t>* may_reach = nullptr);
 
   // Whether the seed [b, b + u), which holds no N, is sure to extend to a
   // score below the threshold.
@@ -70,6 +74,7 @@ class SeedFilter {
   ptrdiff_t at = -1;
   std::vector<uint32_t> after, before;
   AlignmentBound alignments;
+  SelfAlignmentBound::Reader self_alignment;
   // Seeds are first tried by runs of this many (0: one by one); the run of
   // the last verdict begins run_at residues into the record.
   const uint32_t run;

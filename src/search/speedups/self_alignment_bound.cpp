@@ -1,0 +1,202 @@
+#include "search/speedups/self_alignment_bound.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr uint8_t WILD = 4, END = 8;
+// Cells stay within [0, C] with C <= MAX_CAP; any cost above the cap acts
+// as one just above it, so every sum stays within 16 bits.
+constexpr int32_t MAX_CAP = 16000;
+constexpr int16_t BEYOND = -(MAX_CAP + 8);
+
+inline uint8_t code_of(char c)
+{
+  switch (c) {
+  case 'A': return 0;
+  case 'C': return 1;
+  case 'G': return 2;
+  case 'T': return 3;
+  default: return WILD;
+  }
+}
+
+} // namespace
+
+// The lags [lo, hi] of the table, its cap, and the distance from the end
+// of a stretch at which its table starts.
+struct SelfAlignmentBound::Band {
+  uint32_t lo = UINT32_MAX, hi = 0;
+  int32_t cap = 0;
+  size_t margin = 0;
+};
+
+SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, const Scoring& sc,
+                                       const int32_t* min_score, uint32_t u1, uint32_t u2, size_t stretch)
+    : first(first), n(static_cast<size_t>(last - first)), stretch(stretch), u1(u1), u2(u2),
+      mismatch_cost(std::min(-sc.mismatch - 1, MAX_CAP + 8)), gap_cost(std::min(-sc.indel - 1, MAX_CAP + 8)),
+      min_score(min_score), P(sc.prefer_longer), g(-sc.indel), bounded(u2 - u1 + 1), reaching(u2 - u1 + 1)
+{
+  const Band band = band_of(u1, u2);
+  if (band.hi == 0)
+    return;
+  for (uint32_t u = u1; u <= u2; ++u)
+    bounded[u - u1] = cap_of(u) > 0;
+  // The seeds are bounded by stretches, each from a table that starts a
+  // margin beyond it with cells at the cap.
+  for (size_t b0 = 0; b0 + u1 + 1 < n; b0 += stretch)
+    bound_stretch(b0, std::min(b0 + stretch, n - u1 - 1), band);
+}
+
+int32_t SelfAlignmentBound::cap_of(uint32_t u) const
+{
+  // Forward the self-alignment dips at most 2(u + P) + 2 below its start,
+  // backward 2(S + u + P) + 2; the target is 2S.
+  const int64_t S = min_score[u];
+  const int64_t cap = 2 * S + 2 * (S + u + P) + 4;
+  return S < 1 || cap > MAX_CAP || u + 1 >= n ? 0 : static_cast<int32_t>(cap);
+}
+
+SelfAlignmentBound::Band SelfAlignmentBound::band_of(uint32_t v1, uint32_t v2) const
+{
+  Band band;
+  for (uint32_t u = v1; u <= v2; ++u) {
+    const int64_t cap = cap_of(u);
+    if (cap == 0)
+      continue;
+    const int64_t S = min_score[u];
+    const int64_t drift = (2 * u + S + P - 1) / g + 2;
+    band.lo = static_cast<uint32_t>(std::min<int64_t>(band.lo, std::max<int64_t>(1, u - drift)));
+    band.hi = static_cast<uint32_t>(std::max<int64_t>(band.hi, u + drift));
+    band.cap = std::max(band.cap, static_cast<int32_t>(cap));
+  }
+  band.margin = 2 * static_cast<size_t>(band.cap);
+  return band;
+}
+
+template <typename Out>
+void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t v1, uint32_t v2, const Band& band, size_t margin,
+                                   Out out) const
+{
+  // The residues in the walk's order: x(k) is first[k] forward and
+  // first[n - 1 - k] backward. Cell (i, j) is the best prefix score of the
+  // self-alignments of x(i..) with x(j..), lag L = j - i, each step to
+  // (i + 1, j + 1) scoring x(i) against x(j), to (i, j + 1) or (i + 1, j)
+  // a gap. Cells are taken by antidiagonals t = i + j, downward; those of
+  // one antidiagonal have lags of t's parity p, L = 2h + p, and depend on
+  // those of the two antidiagonals above only.
+  const int64_t lo = band.lo, hi = band.hi;
+  const int16_t cap = static_cast<int16_t>(band.cap);
+  int64_t top = 2 * static_cast<int64_t>(i1 + margin) + hi;
+  const bool from_end = top >= 2 * static_cast<int64_t>(n);
+  if (from_end)
+    top = 2 * static_cast<int64_t>(n); // cells there pair x(j) beyond the record: 0
+  const int64_t bottom = 2 * static_cast<int64_t>(i0) + v1;
+  // Codes of x(j) for j in [j_lo, j_hi), and of x(i) reversed, i in
+  // (i_hi - size, i_hi].
+  const int64_t j_lo = (bottom + lo) / 2 - 1, j_hi = (top + 2 + hi) / 2 + 2;
+  const int64_t i_hi = (top + 2 - lo) / 2 + 1, i_lo = (bottom - hi) / 2 - 2;
+  auto x = [&](int64_t k) -> uint8_t {
+    if (k < 0 || k >= static_cast<int64_t>(n))
+      return END;
+    return code_of(dir > 0 ? first[k] : first[n - 1 - static_cast<size_t>(k)]);
+  };
+  std::vector<uint8_t> js(static_cast<size_t>(j_hi - j_lo)), is(static_cast<size_t>(i_hi - i_lo + 1));
+  for (int64_t j = j_lo; j < j_hi; ++j)
+    js[static_cast<size_t>(j - j_lo)] = x(j);
+  for (int64_t i = i_hi; i >= i_lo; --i)
+    is[static_cast<size_t>(i_hi - i)] = x(i);
+
+  // Three antidiagonals, by t mod 3, of cells h = -1 .. H (index h + 1);
+  // cells outside the band stay 0, which no gap from them can beat.
+  const int64_t H = hi / 2 + 2;
+  std::vector<int16_t> rows[3];
+  int64_t h_lo[2], h_hi[2];
+  for (int p = 0; p < 2; ++p) {
+    h_lo[p] = (lo - p + 1) / 2;
+    h_hi[p] = (hi - p) / 2;
+  }
+  for (int64_t d = 1; d <= 2; ++d) {
+    const int64_t t = top + d;
+    std::vector<int16_t>& row = rows[t % 3];
+    row.assign(static_cast<size_t>(H + 2), 0);
+    if (!from_end)
+      std::fill(row.begin() + 1 + h_lo[t & 1], row.begin() + 2 + h_hi[t & 1], cap);
+  }
+  rows[top % 3].assign(static_cast<size_t>(H + 2), 0);
+  const int16_t mismatch = static_cast<int16_t>(-mismatch_cost), gap = static_cast<int16_t>(gap_cost);
+  for (int64_t t = top; t >= bottom; --t) {
+    const int p = static_cast<int>(t & 1);
+    const int64_t q = (t - p) / 2;
+    const int16_t* a = rows[(t + 2) % 3].data() + 1;
+    const int16_t* b = rows[(t + 1) % 3].data() + 1 + (p ? 1 : 0);
+    const int16_t* b2 = rows[(t + 1) % 3].data() + 1 - (p ? 0 : 1);
+    int16_t* c = rows[t % 3].data() + 1;
+    // The row held the other parity three antidiagonals above.
+    std::fill(c - 1, c + h_lo[p], int16_t(0));
+    std::fill(c + h_hi[p] + 1, c + H + 1, int16_t(0));
+    const uint8_t* jc = js.data() + (q + p - j_lo); // jc[h]: x(q + h + p)
+    const uint8_t* ic = is.data() + (i_hi - q);     // ic[h]: x(q - h)
+    for (int64_t h = h_lo[p]; h <= h_hi[p]; ++h) {
+      const uint8_t u = jc[h], v = ic[h], both = u | v;
+      const int16_t s = both & END ? BEYOND : (u == v || both & WILD) ? int16_t(2) : mismatch;
+      const int16_t diagonal = static_cast<int16_t>(a[h] + s);
+      const int16_t gapped = static_cast<int16_t>(std::max(b[h], b2[h]) - gap);
+      c[h] = std::min(cap, std::max<int16_t>(0, std::max(diagonal, gapped)));
+    }
+    // The starts (i, i + u) on this antidiagonal.
+    for (int64_t u = v1 + ((v1 ^ p) & 1); u <= v2; u += 2) {
+      const int64_t i = q - (u - p) / 2;
+      if (i >= static_cast<int64_t>(i0) && i < static_cast<int64_t>(i1))
+        out(static_cast<size_t>(i), static_cast<uint32_t>(u), c[(u - p) / 2]);
+    }
+  }
+}
+
+void SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band)
+{
+  // The seed [b, b + u) starts the forward table at (b, b + u) and the
+  // backward one at (n - b - u, n - b).
+  const size_t k = u2 - u1 + 1, seeds = b1 - b0;
+  std::vector<int16_t> backward(seeds * k);
+  const size_t r0 = n - std::min(n, b1 + u2 - 1), r1 = n - b0 - u1 + 1;
+  run_table(-1, r0, r1, u1, u2, band, band.margin, [&](size_t i, uint32_t u, int16_t cell) {
+    const size_t b = n - i - u;
+    if (b >= b0 && b < b1)
+      backward[(b - b0) * k + (u - u1)] = cell;
+  });
+  std::vector<char> may(seeds * k);
+  run_table(1, b0, b1, u1, u2, band, band.margin, [&](size_t b, uint32_t u, int16_t cell) {
+    may[(u - u1) * seeds + (b - b0)] = cell + backward[(b - b0) * k + (u - u1)] >= 2 * min_score[u];
+  });
+  for (uint32_t u = u1; u <= u2; ++u) {
+    if (!bounded[u - u1])
+      continue;
+    std::vector<uint32_t>& ranges = reaching[u - u1];
+    const char* m = may.data() + (u - u1) * seeds;
+    for (size_t b = b0; b < b1 && b + u + 1 <= n; ++b) {
+      if (!m[b - b0])
+        continue;
+      if (!ranges.empty() && ranges.back() == b)
+        ranges.back() = static_cast<uint32_t>(b + 1);
+      else
+        ranges.insert(ranges.end(), {static_cast<uint32_t>(b), static_cast<uint32_t>(b + 1)});
+    }
+  }
+}
+
+template <int Dir>
+std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u) const
+{
+  std::vector<int32_t> cells(n, INT32_MAX);
+  const Band band = band_of(u, u);
+  if (band.hi == 0 || u >= n)
+    return cells;
+  run_table(Dir, 0, n - u, u, u, band, n, [&](size_t i, uint32_t, int16_t cell) {
+    cells[Dir > 0 ? i : n - i - u] = cell;
+  });
+  return cells;
+}
+
+template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<1>(uint32_t) const;
+template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<-1>(uint32_t) const;

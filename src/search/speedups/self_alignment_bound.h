@@ -1,0 +1,107 @@
+#ifndef SEARCH_SPEEDUPS_SELF_ALIGNMENT_BOUND_H
+#define SEARCH_SPEEDUPS_SELF_ALIGNMENT_BOUND_H
+
+#include "search/record_search.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+// The seeds of a range of unit lengths that may reach their threshold,
+// found for a whole record at once from the record's alignment with itself
+// at lags near the unit length; every other seed is sure to fall short.
+// Its cost grows with the width of the range of lags, not with the number
+// of unit lengths times their length, as the tests of single seeds do.
+//
+// Why it holds. The extension of the seed [b, b + u) aligns the residues
+// beside it with copies of its unit. Pair each residue that it aligns with
+// a unit character in one copy with the residue aligned with the same
+// character in the copy before (the seed's own residue for the first copy).
+// These pairs, with the residues left unpaired as gaps, align the record
+// with itself from where residue b meets residue b + u on. Two residues
+// that both match their unit character match each other, and each edit of
+// the extension spoils at most two pairs. So, scoring a match (or an N) 2,
+// a mismatch -(m - 1) and a gap -(g - 1) per residue where the extension
+// scores 1, -m and -g, every prefix of the self-alignment scores at least
+// twice the extension's score where the pairs reach, less 2 between pairs.
+//
+// Until the extension reaches its threshold S its scores stay above the
+// prune floor -u - P and below S, so within the residues of one unit
+// length it makes fewer than (2u + S + P) / g edits, and the lag of the
+// self-alignment stays that close to u. Going backward it starts from the
+// score it reached forward, at most S below S.
+//
+// The best prefix score of the self-alignments from each point, each never
+// dipping more than F below its start, is bounded by a table of cells
+// min(C, max(0, best move)) with C >= the target + F: a cell is at least
+// min(target, C - F) for any such alignment that reaches the target.
+class SelfAlignmentBound {
+ public:
+  // For the seeds of unit lengths [u1, u2] of the record [first, last),
+  // with the thresholds min_score[u]; threads > 1 shares the work out.
+  SelfAlignmentBound(const char* first, const char* last, const Scoring& g, const int32_t* min_score, uint32_t u1,
+                     uint32_t u2, size_t stretch = size_t(1) << 14);
+
+  // Whether the bound holds for seeds of unit length u: not where the
+  // threshold is below 1, or so high that the table's cells would overflow.
+  bool bounds(uint32_t u) const { return covers(u) && bounded[u - u1]; }
+  bool covers(uint32_t u) const { return u >= u1 && u <= u2; }
+
+  // The seeds of unit length u that may reach the threshold: the starts b
+  // of ranges [b, e) as even entries, their ends as odd ones, in order.
+  const std::vector<uint32_t>& may_reach(uint32_t u) const { return reaching[u - u1]; }
+
+  // Reads the ranges of one unit length; quickest with starts in increasing
+  // order.
+  class Reader {
+   public:
+    explicit Reader(const std::vector<uint32_t>* ranges) : ranges(ranges) {}
+    bool falls_short(size_t b)
+    {
+      if (!ranges)
+        return false;
+      const std::vector<uint32_t>& r = *ranges;
+      if (at > 0 && b < r[at - 2])
+        at = 0;
+      while (at < r.size() && r[at + 1] <= b)
+        at += 2;
+      return at == r.size() || b < r[at];
+    }
+
+   private:
+    const std::vector<uint32_t>* ranges;
+    size_t at = 0;
+  };
+
+  // The cells at the starts of the seeds [b, b + u), by b, going forward
+  // (Dir 1) or backward (-1), from a table run from the record's end:
+  // each at least twice the score that the seed's extension gains that
+  // way, while below the threshold. For tests.
+  template <int Dir>
+  std::vector<int32_t> cells_at_seeds(uint32_t u) const;
+
+ private:
+  struct Band;
+  // Runs the table of the residues in the order of the walk Dir (1 or -1)
+  // over the starts (i, i + u), i in [i0, i1), u in [v1, v2], from margin
+  // beyond i1, and hands each start's cell to out(i, u, cell).
+  template <typename Out>
+  void run_table(int dir, size_t i0, size_t i1, uint32_t v1, uint32_t v2, const Band& band, size_t margin,
+                 Out out) const;
+  // Finds the seeds [b0, b1) that may reach the threshold.
+  void bound_stretch(size_t b0, size_t b1, const Band& band);
+  Band band_of(uint32_t v1, uint32_t v2) const;
+  // The cap of the table for unit length u; 0 where the bound does not hold.
+  int32_t cap_of(uint32_t u) const;
+
+  const char* const first;
+  const size_t n, stretch;
+  const uint32_t u1, u2;
+  int32_t mismatch_cost, gap_cost; // m - 1, g - 1
+  const int32_t* min_score;
+  int64_t P, g;
+  std::vector<char> bounded;
+  std::vector<std::vector<uint32_t>> reaching;
+};
+
+#endif
