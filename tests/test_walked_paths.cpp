@@ -5,6 +5,7 @@
 // must extend to the same record, field by field and edit by edit, whether
 // its walk is its own or follows others, and with its list or without.
 
+#include "parallel/thread_pool.h"
 #include "search/record_search.h"
 #include "search/speedups/alignment_bound.h"
 #include "search/speedups/deferred_marks.h"
@@ -397,7 +398,7 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
       for (uint32_t u : {2u, 3u, 5u, 8u, 13u, 16u, 23u, 34u, 47u, 64u}) {
         for (int32_t S : {6, static_cast<int32_t>(std::max(u, 6u))}) {
           const std::vector<int32_t> min_score(u + 1, S);
-          const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u, 1);
+          const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u, nullptr, 1);
           const std::vector<int32_t> forward = bound.cells_at_seeds<1>(u), backward = bound.cells_at_seeds<-1>(u);
           for (size_t b = (t + u) % 3; b + u < text.size(); b += 3) {
             if (text.find('N', b) < b + u)
@@ -419,8 +420,9 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
 }
 
 // The seeds that the bound built by stretches turns away all extend to
-// scores below the threshold, over stretches of 1, 7 and 100 seeds; in
-// random sequence it turns away nearly every seed of a unit from 16 on.
+// scores below the threshold, over stretches of 1, 7 and 100 seeds, and
+// threads that share the stretches find the same; in random sequence it
+// turns away nearly every seed of a unit from 16 on.
 TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
 {
   const Settings settings;
@@ -431,9 +433,12 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
     std::vector<int32_t> min_score(65);
     for (uint32_t u = 0; u <= 64; ++u)
       min_score[u] = static_cast<int32_t>(std::max(u, 6u));
+    ThreadPool pool(3);
     for (size_t stretch : {size_t(1), size_t(7), size_t(100)}) {
-      const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), 12, 64, stretch);
+      const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), 12, 64, nullptr, stretch);
+      const SelfAlignmentBound shared(s, end, setup.scoring, min_score.data(), 12, 64, &pool, stretch);
       for (uint32_t u : {12u, 16u, 23u, 31u, 47u, 64u}) {
+        ASSERT_EQ(bound.may_reach(u), shared.may_reach(u)) << "text " << t << " unit " << u;
         SelfAlignmentBound::Reader reader(&bound.may_reach(u));
         for (size_t b = t % 2; b + u < text.size(); b += 2) {
           const bool turned_away = bound.bounds(u) && reader.falls_short(b);

@@ -134,7 +134,7 @@ namespace {
 
 // The unit length from which the seeds are first bounded by the record's
 // alignment with itself.
-constexpr unsigned SELF_ALIGNMENT_FROM = 16;
+constexpr unsigned SELF_ALIGNMENT_FROM = 8;
 
 } // namespace
 
@@ -161,7 +161,7 @@ void RecordSearch::complete_imperfect_search()
       const uint32_t last_u = static_cast<uint32_t>(std::min<size_t>(settings.max_unit_length, 2 * u - 1));
       copies.reset();
       copies = std::make_unique<SelfAlignmentBound>(first, first + seq.residues.size(), scoring,
-                                                    thresholds.user().score, u, last_u);
+                                                    thresholds.user().score, u, last_u, workers);
     }
     const bool bounded = copies && copies->bounds(u);
     SeedPass(*this, u, marks, imperfect_sats.sats, bounded ? &copies->may_reach(u) : nullptr).run();

@@ -1,6 +1,9 @@
 #include "search/speedups/self_alignment_bound.h"
 
+#include "parallel/thread_pool.h"
+
 #include <algorithm>
+#include <atomic>
 
 namespace {
 
@@ -21,18 +24,36 @@ inline uint8_t code_of(char c)
   }
 }
 
+// The cells c[h] of one antidiagonal from those of the two above it: a on
+// the same lag, b and b2 on the lags one above and one below; jc and ic
+// are the codes of the two residues that each cell pairs. Compiled for
+// wider vectors too where the processor has them.
+void antidiagonal(
+    const int16_t* a, const int16_t* b, const int16_t* b2, const uint8_t* jc, const uint8_t* ic, int16_t* c,
+    int64_t width, int16_t mismatch, int16_t gap, int16_t cap)
+{
+  for (int64_t h = 0; h < width; ++h) {
+    const uint8_t x = jc[h], y = ic[h], both = x | y;
+    const int16_t s = both & END ? BEYOND : (x == y || both & WILD) ? int16_t(2) : mismatch;
+    const int16_t diagonal = static_cast<int16_t>(a[h] + s);
+    const int16_t gapped = static_cast<int16_t>(std::max(b[h], b2[h]) - gap);
+    c[h] = std::min(cap, std::max<int16_t>(0, std::max(diagonal, gapped)));
+  }
+}
+
 } // namespace
 
-// The lags [lo, hi] of the table, its cap, and the distance from the end
-// of a stretch at which its table starts.
+// The lags [lo, hi] of the tables, and their caps going forward and
+// backward.
 struct SelfAlignmentBound::Band {
   uint32_t lo = UINT32_MAX, hi = 0;
-  int32_t cap = 0;
-  size_t margin = 0;
+  int32_t forward_cap = 0, backward_cap = 0;
+  int32_t cap(int dir) const { return dir > 0 ? forward_cap : backward_cap; }
 };
 
 SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, const Scoring& sc,
-                                       const int32_t* min_score, uint32_t u1, uint32_t u2, size_t stretch)
+                                       const int32_t* min_score, uint32_t u1, uint32_t u2, ThreadPool* workers,
+                                       size_t stretch)
     : first(first), n(static_cast<size_t>(last - first)), stretch(stretch), u1(u1), u2(u2),
       mismatch_cost(std::min(-sc.mismatch - 1, MAX_CAP + 8)), gap_cost(std::min(-sc.indel - 1, MAX_CAP + 8)),
       min_score(min_score), P(sc.prefer_longer), g(-sc.indel), bounded(u2 - u1 + 1), reaching(u2 - u1 + 1)
@@ -41,36 +62,71 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
   if (band.hi == 0)
     return;
   for (uint32_t u = u1; u <= u2; ++u)
-    bounded[u - u1] = cap_of(u) > 0;
-  // The seeds are bounded by stretches, each from a table that starts a
-  // margin beyond it with cells at the cap.
+    bounded[u - u1] = cap_of(u, -1) > 0;
+  // The seeds are bounded by stretches, each from tables that start twice
+  // their cap beyond it with cells at the cap; workers take stretches of
+  // their own, whose ranges are joined in order.
+  std::vector<size_t> starts;
   for (size_t b0 = 0; b0 + u1 + 1 < n; b0 += stretch)
-    bound_stretch(b0, std::min(b0 + stretch, n - u1 - 1), band);
+    starts.push_back(b0);
+  auto one = [&](size_t i) { return bound_stretch(starts[i], std::min(starts[i] + stretch, n - u1 - 1), band); };
+  if (!workers || workers->size() < 2 || starts.size() < 2) {
+    for (size_t i = 0; i < starts.size(); ++i)
+      join(one(i));
+    return;
+  }
+  std::vector<Ranges> found(starts.size());
+  std::atomic<size_t> outstanding{starts.size()};
+  for (size_t i = 0; i < starts.size(); ++i)
+    workers->submit([&, i](unsigned int) {
+      auto done = at_end([&] { --outstanding; });
+      found[i] = one(i);
+    });
+  workers->help_until([&] { return outstanding == 0; });
+  for (Ranges& ranges : found)
+    join(ranges);
 }
 
-int32_t SelfAlignmentBound::cap_of(uint32_t u) const
+void SelfAlignmentBound::join(const Ranges& ranges)
+{
+  for (uint32_t u = u1; u <= u2; ++u) {
+    std::vector<uint32_t>& all = reaching[u - u1];
+    const std::vector<uint32_t>& more = ranges[u - u1];
+    if (more.empty())
+      continue;
+    size_t k = 0;
+    if (!all.empty() && all.back() == more[0]) {
+      all.back() = more[1];
+      k = 2;
+    }
+    all.insert(all.end(), more.begin() + static_cast<ptrdiff_t>(k), more.end());
+  }
+}
+
+int32_t SelfAlignmentBound::cap_of(uint32_t u, int dir) const
 {
   // Forward the self-alignment dips at most 2(u + P) + 2 below its start,
-  // backward 2(S + u + P) + 2; the target is 2S.
+  // backward 2(S + u + P) + 2; the target is 2S. The backward cap is the
+  // larger one: it decides whether the bound holds.
   const int64_t S = min_score[u];
-  const int64_t cap = 2 * S + 2 * (S + u + P) + 4;
-  return S < 1 || cap > MAX_CAP || u + 1 >= n ? 0 : static_cast<int32_t>(cap);
+  const int64_t cap = 2 * S + 2 * ((dir > 0 ? 0 : S) + u + P) + 4;
+  const int64_t backward_cap = 2 * S + 2 * (S + u + P) + 4;
+  return S < 1 || backward_cap > MAX_CAP || u + 1 >= n ? 0 : static_cast<int32_t>(cap);
 }
 
 SelfAlignmentBound::Band SelfAlignmentBound::band_of(uint32_t v1, uint32_t v2) const
 {
   Band band;
   for (uint32_t u = v1; u <= v2; ++u) {
-    const int64_t cap = cap_of(u);
-    if (cap == 0)
+    if (cap_of(u, -1) == 0)
       continue;
     const int64_t S = min_score[u];
     const int64_t drift = (2 * u + S + P - 1) / g + 2;
     band.lo = static_cast<uint32_t>(std::min<int64_t>(band.lo, std::max<int64_t>(1, u - drift)));
     band.hi = static_cast<uint32_t>(std::max<int64_t>(band.hi, u + drift));
-    band.cap = std::max(band.cap, static_cast<int32_t>(cap));
+    band.forward_cap = std::max(band.forward_cap, cap_of(u, 1));
+    band.backward_cap = std::max(band.backward_cap, cap_of(u, -1));
   }
-  band.margin = 2 * static_cast<size_t>(band.cap);
   return band;
 }
 
@@ -86,7 +142,7 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t v1, u
   // one antidiagonal have lags of t's parity p, L = 2h + p, and depend on
   // those of the two antidiagonals above only.
   const int64_t lo = band.lo, hi = band.hi;
-  const int16_t cap = static_cast<int16_t>(band.cap);
+  const int16_t cap = static_cast<int16_t>(band.cap(dir));
   int64_t top = 2 * static_cast<int64_t>(i1 + margin) + hi;
   const bool from_end = top >= 2 * static_cast<int64_t>(n);
   if (from_end)
@@ -137,13 +193,8 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t v1, u
     std::fill(c + h_hi[p] + 1, c + H + 1, int16_t(0));
     const uint8_t* jc = js.data() + (q + p - j_lo); // jc[h]: x(q + h + p)
     const uint8_t* ic = is.data() + (i_hi - q);     // ic[h]: x(q - h)
-    for (int64_t h = h_lo[p]; h <= h_hi[p]; ++h) {
-      const uint8_t u = jc[h], v = ic[h], both = u | v;
-      const int16_t s = both & END ? BEYOND : (u == v || both & WILD) ? int16_t(2) : mismatch;
-      const int16_t diagonal = static_cast<int16_t>(a[h] + s);
-      const int16_t gapped = static_cast<int16_t>(std::max(b[h], b2[h]) - gap);
-      c[h] = std::min(cap, std::max<int16_t>(0, std::max(diagonal, gapped)));
-    }
+    antidiagonal(a + h_lo[p], b + h_lo[p], b2 + h_lo[p], jc + h_lo[p], ic + h_lo[p], c + h_lo[p],
+                 h_hi[p] - h_lo[p] + 1, mismatch, gap, cap);
     // The starts (i, i + u) on this antidiagonal.
     for (int64_t u = v1 + ((v1 ^ p) & 1); u <= v2; u += 2) {
       const int64_t i = q - (u - p) / 2;
@@ -153,26 +204,27 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t v1, u
   }
 }
 
-void SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band)
+SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band) const
 {
   // The seed [b, b + u) starts the forward table at (b, b + u) and the
   // backward one at (n - b - u, n - b).
   const size_t k = u2 - u1 + 1, seeds = b1 - b0;
   std::vector<int16_t> backward(seeds * k);
   const size_t r0 = n - std::min(n, b1 + u2 - 1), r1 = n - b0 - u1 + 1;
-  run_table(-1, r0, r1, u1, u2, band, band.margin, [&](size_t i, uint32_t u, int16_t cell) {
+  run_table(-1, r0, r1, u1, u2, band, 2 * static_cast<size_t>(band.backward_cap), [&](size_t i, uint32_t u, int16_t cell) {
     const size_t b = n - i - u;
     if (b >= b0 && b < b1)
       backward[(b - b0) * k + (u - u1)] = cell;
   });
   std::vector<char> may(seeds * k);
-  run_table(1, b0, b1, u1, u2, band, band.margin, [&](size_t b, uint32_t u, int16_t cell) {
+  run_table(1, b0, b1, u1, u2, band, 2 * static_cast<size_t>(band.forward_cap), [&](size_t b, uint32_t u, int16_t cell) {
     may[(u - u1) * seeds + (b - b0)] = cell + backward[(b - b0) * k + (u - u1)] >= 2 * min_score[u];
   });
+  Ranges found(k);
   for (uint32_t u = u1; u <= u2; ++u) {
     if (!bounded[u - u1])
       continue;
-    std::vector<uint32_t>& ranges = reaching[u - u1];
+    std::vector<uint32_t>& ranges = found[u - u1];
     const char* m = may.data() + (u - u1) * seeds;
     for (size_t b = b0; b < b1 && b + u + 1 <= n; ++b) {
       if (!m[b - b0])
@@ -183,6 +235,7 @@ void SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band)
         ranges.insert(ranges.end(), {static_cast<uint32_t>(b), static_cast<uint32_t>(b + 1)});
     }
   }
+  return found;
 }
 
 template <int Dir>

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+class ThreadPool;
+
 // The seeds of a range of unit lengths that may reach their threshold,
 // found for a whole record at once from the record's alignment with itself
 // at lags near the unit length; every other seed is sure to fall short.
@@ -38,9 +40,10 @@
 class SelfAlignmentBound {
  public:
   // For the seeds of unit lengths [u1, u2] of the record [first, last),
-  // with the thresholds min_score[u]; threads > 1 shares the work out.
+  // with the thresholds min_score[u]; workers, if given, share the work,
+  // by stretches of this many seeds.
   SelfAlignmentBound(const char* first, const char* last, const Scoring& g, const int32_t* min_score, uint32_t u1,
-                     uint32_t u2, size_t stretch = size_t(1) << 14);
+                     uint32_t u2, ThreadPool* workers = nullptr, size_t stretch = size_t(1) << 14);
 
   // Whether the bound holds for seeds of unit length u: not where the
   // threshold is below 1, or so high that the table's cells would overflow.
@@ -88,11 +91,16 @@ class SelfAlignmentBound {
   template <typename Out>
   void run_table(int dir, size_t i0, size_t i1, uint32_t v1, uint32_t v2, const Band& band, size_t margin,
                  Out out) const;
-  // Finds the seeds [b0, b1) that may reach the threshold.
-  void bound_stretch(size_t b0, size_t b1, const Band& band);
+  // Ranges of seeds by unit length, as in may_reach.
+  using Ranges = std::vector<std::vector<uint32_t>>;
+  // The seeds of [b0, b1) that may reach the threshold.
+  Ranges bound_stretch(size_t b0, size_t b1, const Band& band) const;
+  // Appends the ranges of the next stretch.
+  void join(const Ranges& ranges);
   Band band_of(uint32_t v1, uint32_t v2) const;
-  // The cap of the table for unit length u; 0 where the bound does not hold.
-  int32_t cap_of(uint32_t u) const;
+  // The cap of the table for unit length u going Dir; 0 where the bound
+  // does not hold.
+  int32_t cap_of(uint32_t u, int dir) const;
 
   const char* const first;
   const size_t n, stretch;
@@ -101,7 +109,7 @@ class SelfAlignmentBound {
   const int32_t* min_score;
   int64_t P, g;
   std::vector<char> bounded;
-  std::vector<std::vector<uint32_t>> reaching;
+  Ranges reaching;
 };
 
 #endif
