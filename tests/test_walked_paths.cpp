@@ -396,21 +396,28 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
     for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end,
                                    RecordSearch& c, AlignmentBound&) {
       for (uint32_t u : {2u, 3u, 5u, 8u, 13u, 16u, 23u, 34u, 47u, 64u}) {
-        for (int32_t S : {6, static_cast<int32_t>(std::max(u, 6u))}) {
-          const std::vector<int32_t> min_score(u + 1, S);
-          const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u, nullptr, 1);
-          const std::vector<int32_t> forward = bound.cells_at_seeds<1>(u), backward = bound.cells_at_seeds<-1>(u);
-          for (size_t b = (t + u) % 3; b + u < text.size(); b += 3) {
-            if (text.find('N', b) < b + u)
-              continue;
-            Repeat sat;
-            sat.init(s + b, s + b + u);
-            c.extend_imperfect_forward(sat, end, c.scratch[0]);
-            const int32_t f = sat.score;
-            ASSERT_GE(forward[b], 2 * std::min(f, S)) << "text " << t << " unit " << u << " seed " << b;
-            c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+        std::vector<int32_t> min_score(u + 1);
+        std::vector<int32_t> forward[2], backward[2];
+        const int32_t thresholds[2] = {6, static_cast<int32_t>(std::max(u, 6u))};
+        for (int k = 0; k < 2; ++k) {
+          min_score[u] = thresholds[k];
+          const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u);
+          forward[k] = bound.cells_at_seeds<1>(u);
+          backward[k] = bound.cells_at_seeds<-1>(u);
+        }
+        for (size_t b = (t + u) % 4; b + u < text.size(); b += 4) {
+          if (text.find('N', b) < b + u)
+            continue;
+          Repeat sat;
+          sat.init(s + b, s + b + u);
+          c.extend_imperfect_forward(sat, end, c.scratch[0]);
+          const int32_t f = sat.score;
+          c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+          for (int k = 0; k < 2; ++k) {
+            const int32_t S = thresholds[k];
+            ASSERT_GE(forward[k][b], 2 * std::min(f, S)) << "text " << t << " unit " << u << " seed " << b;
             if (f < S) {
-              ASSERT_GE(backward[b], 2 * std::min(sat.score - f, S - f)) << "text " << t << " unit " << u << " seed " << b;
+              ASSERT_GE(backward[k][b], 2 * std::min(sat.score - f, S - f)) << "text " << t << " unit " << u << " seed " << b;
             }
           }
         }
@@ -420,7 +427,7 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
 }
 
 // The seeds that the bound built by stretches turns away all extend to
-// scores below the threshold, over stretches of 1, 7 and 100 seeds, and
+// scores below the threshold, over stretches of 5 and 100 seeds, and
 // threads that share the stretches find the same; in random sequence it
 // turns away nearly every seed of a unit from 16 on.
 TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
@@ -434,7 +441,7 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
     for (uint32_t u = 0; u <= 64; ++u)
       min_score[u] = static_cast<int32_t>(std::max(u, 6u));
     ThreadPool pool(3);
-    for (size_t stretch : {size_t(1), size_t(7), size_t(100)}) {
+    for (size_t stretch : {size_t(5), size_t(100)}) {
       const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), 12, 64, nullptr, stretch);
       const SelfAlignmentBound shared(s, end, setup.scoring, min_score.data(), 12, 64, &pool, stretch);
       for (uint32_t u : {12u, 16u, 23u, 31u, 47u, 64u}) {
