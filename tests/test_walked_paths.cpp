@@ -465,6 +465,14 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
     }
   });
   EXPECT_GT(random_turned_away * 100, random_seeds * 95);
+
+  // A record that ends in copies of a unit: its last seed, which reads
+  // them backward, is let through for the shortest unit of the range.
+  const std::string ending = minisatellite(30, 0, 9).substr(0, 200) + std::string("ACGTTGCAAGCT") + "ACGTTGCAAGCT" + "ACGTTGCAAGCT";
+  std::vector<int32_t> min_score(13, 12);
+  const SelfAlignmentBound bound(ending.data(), ending.data() + ending.size(), setup.scoring, min_score.data(), 12, 12);
+  SelfAlignmentBound::Reader reader(&bound.may_reach(12));
+  EXPECT_FALSE(reader.falls_short(ending.size() - 13));
 }
 
 } // namespace

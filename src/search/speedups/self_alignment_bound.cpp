@@ -67,9 +67,9 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
   // their cap beyond it with cells at the cap; workers take stretches of
   // their own, whose ranges are joined in order.
   std::vector<size_t> starts;
-  for (size_t b0 = 0; b0 + u1 + 1 < n; b0 += stretch)
+  for (size_t b0 = 0; b0 + u1 < n; b0 += stretch)
     starts.push_back(b0);
-  auto one = [&](size_t i) { return bound_stretch(starts[i], std::min(starts[i] + stretch, n - u1 - 1), band); };
+  auto one = [&](size_t i) { return bound_stretch(starts[i], std::min(starts[i] + stretch, n - u1), band); };
   if (!workers || workers->size() < 2 || starts.size() < 2) {
     for (size_t i = 0; i < starts.size(); ++i)
       join(one(i));
