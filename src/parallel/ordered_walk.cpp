@@ -186,6 +186,11 @@ void OrderedWalk::speculate(Chunk& chunk, unsigned int thread)
   ahead.spare = repeat_pool.get_new(s, s + u);
   size_t N_at = first_N_from(s, n, chunk.begin);
   for (size_t b = chunk.begin; b < chunk.end; ++b) {
+    const size_t through = ahead.filter.let_through_from(b);
+    if (through > b) {
+      b = std::min(through, chunk.end) - 1; // turned away: left untried
+      continue;
+    }
     if (N_at < b)
       N_at = first_N_from(s, n, b);
     if (!seed_is_tried(s, b, u, N_at, local))

@@ -84,6 +84,14 @@ void SeedPass::walk(size_t b0, size_t b1, SeedsAhead* ahead)
   size_t next_accepted = 0;
   for (size_t b = b0; b < b1; ++b) {
     search.progress_at(b, static_cast<unsigned int>(u));
+    // Seeds that the record's alignment with itself turns away are passed
+    // over at once.
+    const size_t through = filter.let_through_from(b);
+    if (through > b) {
+      search.progress_in(static_cast<unsigned int>(u));
+      b = std::min(through, b1) - 1;
+      continue;
+    }
     if (next_N < b)
       next_N = first_N_from(s, n, b);
     if (!seed_is_tried(s, b, u, next_N, marks))

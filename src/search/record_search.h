@@ -180,7 +180,12 @@ class RecordSearch {
   // Progress at every 256th seed.
   void progress_at(size_t offset, unsigned int unit_length) const
   {
-    if ((offset & 0xff) == 0 && progress)
+    if ((offset & 0xff) == 0)
+      progress_in(unit_length);
+  }
+  void progress_in(unsigned int unit_length) const
+  {
+    if (progress)
       progress->at_unit_length(unit_length);
   }
 

@@ -27,6 +27,9 @@ class SeedFilter {
   // Whether the seed [b, b + u), which holds no N, is sure to extend to a
   // score below the threshold.
   bool falls_short(const char* b);
+  // The first seed from b on (an offset into the record) that the record's
+  // alignment with itself lets through: every seed before it falls short.
+  size_t let_through_from(size_t b) { return self_alignment.let_through_from(b); }
 
  private:
   // The bound from the unit's words met around the seed; where it cannot

@@ -70,6 +70,13 @@ class SelfAlignmentBound {
         at += 2;
       return at == r.size() || b < r[at];
     }
+    // The first seed from b on that the bound lets through; SIZE_MAX if none.
+    size_t let_through_from(size_t b)
+    {
+      if (!falls_short(b))
+        return b;
+      return at == ranges->size() ? SIZE_MAX : (*ranges)[at];
+    }
 
    private:
     const std::vector<uint32_t>* ranges;
