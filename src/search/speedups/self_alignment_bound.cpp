@@ -130,9 +130,9 @@ SelfAlignmentBound::Band SelfAlignmentBound::band_of(uint32_t v1, uint32_t v2) c
   return band;
 }
 
-template <typename Out>
-void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t v1, uint32_t v2, const Band& band, size_t margin,
-                                   Out out) const
+template <typename Row>
+void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowest, const Band& band, size_t margin,
+                                   Row row) const
 {
   // The residues in the walk's order: x(k) is first[k] forward and
   // first[n - 1 - k] backward. Cell (i, j) is the best prefix score of the
@@ -147,7 +147,7 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t v1, u
   const bool from_end = top >= 2 * static_cast<int64_t>(n);
   if (from_end)
     top = 2 * static_cast<int64_t>(n); // cells there pair x(j) beyond the record: 0
-  const int64_t bottom = 2 * static_cast<int64_t>(i0) + v1;
+  const int64_t bottom = 2 * static_cast<int64_t>(i0) + lowest;
   // Codes of x(j) for j in [j_lo, j_hi), and of x(i) reversed, i in
   // (i_hi - size, i_hi].
   const int64_t j_lo = (bottom + lo) / 2 - 1, j_hi = (top + 2 + hi) / 2 + 2;
@@ -195,45 +195,76 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t v1, u
     const uint8_t* ic = is.data() + (i_hi - q);     // ic[h]: x(q - h)
     antidiagonal(a + h_lo[p], b + h_lo[p], b2 + h_lo[p], jc + h_lo[p], ic + h_lo[p], c + h_lo[p],
                  h_hi[p] - h_lo[p] + 1, mismatch, gap, cap);
-    // The starts (i, i + u) on this antidiagonal.
-    for (int64_t u = v1 + ((v1 ^ p) & 1); u <= v2; u += 2) {
-      const int64_t i = q - (u - p) / 2;
-      if (i >= static_cast<int64_t>(i0) && i < static_cast<int64_t>(i1))
-        out(static_cast<size_t>(i), static_cast<uint32_t>(u), c[(u - p) / 2]);
-    }
+    row(t, static_cast<const int16_t*>(c));
   }
 }
 
 SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band) const
 {
-  // The seed [b, b + u) starts the forward table at (b, b + u) and the
-  // backward one at (n - b - u, n - b).
-  const size_t k = u2 - u1 + 1, seeds = b1 - b0;
-  std::vector<int16_t> backward(seeds * k);
+  // The seed [b, b + u) starts the forward table at (b, b + u), on
+  // antidiagonal t = 2b + u, and the backward one at (n - b - u, n - b), on
+  // 2n - t; on both its cell is h = (u - p) / 2, p the parity of t. The
+  // backward cells of the seeds are kept by antidiagonal, h from h0[p] on.
+  const size_t seeds = b1 - b0;
+  const int64_t t_lo = 2 * static_cast<int64_t>(b0) + u1, t_hi = 2 * static_cast<int64_t>(b1 - 1) + u2;
+  const int64_t h0[2] = {(u1 + 1) / 2, u1 / 2}, width = (u2 - u1) / 2 + 1;
+  std::vector<int16_t> backward(static_cast<size_t>((t_hi - t_lo + 1) * width));
+  const int64_t two_n = 2 * static_cast<int64_t>(n);
   const size_t r0 = n - std::min(n, b1 + u2 - 1), r1 = n - b0 - u1 + 1;
-  run_table(-1, r0, r1, u1, u2, band, 2 * static_cast<size_t>(band.backward_cap), [&](size_t i, uint32_t u, int16_t cell) {
-    const size_t b = n - i - u;
-    if (b >= b0 && b < b1)
-      backward[(b - b0) * k + (u - u1)] = cell;
+  run_table(-1, r0, r1, u1, band, 2 * static_cast<size_t>(band.backward_cap), [&](int64_t t, const int16_t* c) {
+    const int64_t forward_t = two_n - t;
+    if (forward_t < t_lo || forward_t > t_hi)
+      return;
+    const int p = static_cast<int>(t & 1);
+    std::copy(c + h0[p], c + h0[p] + width, backward.begin() + (forward_t - t_lo) * width);
   });
-  std::vector<char> may(seeds * k);
-  run_table(1, b0, b1, u1, u2, band, 2 * static_cast<size_t>(band.forward_cap), [&](size_t b, uint32_t u, int16_t cell) {
-    may[(u - u1) * seeds + (b - b0)] = cell + backward[(b - b0) * k + (u - u1)] >= 2 * min_score[u];
-  });
-  Ranges found(k);
-  for (uint32_t u = u1; u <= u2; ++u) {
-    if (!bounded[u - u1])
-      continue;
-    std::vector<uint32_t>& ranges = found[u - u1];
-    const char* m = may.data() + (u - u1) * seeds;
-    for (size_t b = b0; b < b1 && b + u + 1 <= n; ++b) {
-      if (!m[b - b0])
-        continue;
-      if (!ranges.empty() && ranges.back() == b)
-        ranges.back() = static_cast<uint32_t>(b + 1);
-      else
-        ranges.insert(ranges.end(), {static_cast<uint32_t>(b), static_cast<uint32_t>(b + 1)});
+  // Twice the threshold per cell and parity; more than any cell where the
+  // unit length is not bounded.
+  std::vector<int16_t> need[2];
+  for (int p = 0; p < 2; ++p) {
+    need[p].assign(static_cast<size_t>(width), INT16_MAX);
+    for (int64_t h = 0; h < width; ++h) {
+      const int64_t u = 2 * (h0[p] + h) + p;
+      if (u >= u1 && u <= u2 && bounded[u - u1])
+        need[p][static_cast<size_t>(h)] = static_cast<int16_t>(2 * min_score[u]);
     }
+  }
+  // A bit per unit length and seed that may reach the threshold.
+  const size_t words = (seeds + 63) / 64, k = u2 - u1 + 1;
+  std::vector<uint64_t> may(words * k);
+  run_table(1, b0, b1, u1, band, 2 * static_cast<size_t>(band.forward_cap), [&](int64_t t, const int16_t* c) {
+    if (t < t_lo || t > t_hi)
+      return;
+    const int p = static_cast<int>(t & 1);
+    const int64_t q = (t - p) / 2;
+    // The seeds b = q - h in [b0, b1) whose unit ends before the last
+    // residue: q + h + p < n.
+    const int64_t h_from = std::max<int64_t>(h0[p], q - static_cast<int64_t>(b1) + 1);
+    const int64_t h_to = std::min<int64_t>({h0[p] + width - 1, q - static_cast<int64_t>(b0),
+                                            static_cast<int64_t>(n) - 1 - q - p});
+    const int16_t* back = backward.data() + (t - t_lo) * width - h0[p];
+    const int16_t* needed = need[p].data() - h0[p];
+    for (int64_t h = h_from; h <= h_to; ++h)
+      if (c[h] + back[h] >= needed[h]) {
+        const size_t b = static_cast<size_t>(q - h) - b0, u = static_cast<size_t>(2 * h + p) - u1;
+        may[u * words + b / 64] |= uint64_t(1) << (b % 64);
+      }
+  });
+  // The runs of set bits, by unit length.
+  Ranges found(k);
+  for (size_t u = 0; u < k; ++u) {
+    std::vector<uint32_t>& ranges = found[u];
+    const uint64_t* m = may.data() + u * words;
+    bool inside = false;
+    for (size_t w = 0; w < words; ++w) {
+      // Each change between clear and set bits starts or ends a range.
+      uint64_t changes = m[w] ^ (m[w] << 1 | (inside ? 1 : 0));
+      inside = m[w] >> 63;
+      for (; changes; changes &= changes - 1)
+        ranges.push_back(static_cast<uint32_t>(b0 + w * 64 + static_cast<size_t>(__builtin_ctzll(changes))));
+    }
+    if (inside)
+      ranges.push_back(static_cast<uint32_t>(b1));
   }
   return found;
 }
@@ -245,8 +276,12 @@ std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u) const
   const Band band = band_of(u, u);
   if (band.hi == 0 || u >= n)
     return cells;
-  run_table(Dir, 0, n - u, u, u, band, n, [&](size_t i, uint32_t, int16_t cell) {
-    cells[Dir > 0 ? i : n - i - u] = cell;
+  run_table(Dir, 0, n - u, u, band, n, [&](int64_t t, const int16_t* c) {
+    // The start (i, i + u) on antidiagonal t = 2i + u.
+    if ((t - u) % 2 == 0 && t >= u && t - u < 2 * static_cast<int64_t>(n - u)) {
+      const size_t i = static_cast<size_t>((t - u) / 2);
+      cells[Dir > 0 ? i : n - i - u] = c[(u - (t & 1)) / 2];
+    }
   });
   return cells;
 }

@@ -93,11 +93,11 @@ class SelfAlignmentBound {
  private:
   struct Band;
   // Runs the table of the residues in the order of the walk Dir (1 or -1)
-  // over the starts (i, i + u), i in [i0, i1), u in [v1, v2], from margin
-  // beyond i1, and hands each start's cell to out(i, u, cell).
-  template <typename Out>
-  void run_table(int dir, size_t i0, size_t i1, uint32_t v1, uint32_t v2, const Band& band, size_t margin,
-                 Out out) const;
+  // for the starts (i, i + u), i in [i0, i1), u from lowest on, from margin
+  // beyond i1, and hands each antidiagonal t to row(t, c): its cell of lag
+  // 2h + p (p the parity of t) is c[h].
+  template <typename Row>
+  void run_table(int dir, size_t i0, size_t i1, uint32_t lowest, const Band& band, size_t margin, Row row) const;
   // Ranges of seeds by unit length, as in may_reach.
   using Ranges = std::vector<std::vector<uint32_t>>;
   // The seeds of [b0, b1) that may reach the threshold.
