@@ -7,34 +7,35 @@
 
 namespace {
 
-constexpr uint8_t WILD = 4, END = 8;
 // Cells stay within [0, C] with C <= MAX_CAP; any cost above the cap acts
 // as one just above it, so every sum stays within 16 bits.
 constexpr int32_t MAX_CAP = 16000;
-constexpr int16_t BEYOND = -(MAX_CAP + 8);
 
-inline uint8_t code_of(char c)
+// A residue as a set of bases: two residues match where their sets meet,
+// so an N or another wildcard (all four) matches every base. Beyond the
+// record the set is empty: a step there mismatches, and as every cell past
+// the record's end is 0, such a step never raises a cell.
+constexpr int16_t BEYOND = 0;
+inline int16_t code_of(char c)
 {
   switch (c) {
-  case 'A': return 0;
-  case 'C': return 1;
-  case 'G': return 2;
-  case 'T': return 3;
-  default: return WILD;
+  case 'A': return 1;
+  case 'C': return 2;
+  case 'G': return 4;
+  case 'T': return 8;
+  default: return 15;
   }
 }
 
 // The cells c[h] of one antidiagonal from those of the two above it: a on
 // the same lag, b and b2 on the lags one above and one below; jc and ic
-// are the codes of the two residues that each cell pairs. Compiled for
-// wider vectors too where the processor has them.
+// are the codes of the two residues that each cell pairs.
 void antidiagonal(
-    const int16_t* a, const int16_t* b, const int16_t* b2, const uint8_t* jc, const uint8_t* ic, int16_t* c,
+    const int16_t* a, const int16_t* b, const int16_t* b2, const int16_t* jc, const int16_t* ic, int16_t* c,
     int64_t width, int16_t mismatch, int16_t gap, int16_t cap)
 {
   for (int64_t h = 0; h < width; ++h) {
-    const uint8_t x = jc[h], y = ic[h], both = x | y;
-    const int16_t s = both & END ? BEYOND : (x == y || both & WILD) ? int16_t(2) : mismatch;
+    const int16_t s = (jc[h] & ic[h]) ? int16_t(2) : mismatch;
     const int16_t diagonal = static_cast<int16_t>(a[h] + s);
     const int16_t gapped = static_cast<int16_t>(std::max(b[h], b2[h]) - gap);
     c[h] = std::min(cap, std::max<int16_t>(0, std::max(diagonal, gapped)));
@@ -152,12 +153,12 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
   // (i_hi - size, i_hi].
   const int64_t j_lo = (bottom + lo) / 2 - 1, j_hi = (top + 2 + hi) / 2 + 2;
   const int64_t i_hi = (top + 2 - lo) / 2 + 1, i_lo = (bottom - hi) / 2 - 2;
-  auto x = [&](int64_t k) -> uint8_t {
+  auto x = [&](int64_t k) -> int16_t {
     if (k < 0 || k >= static_cast<int64_t>(n))
-      return END;
+      return BEYOND;
     return code_of(dir > 0 ? first[k] : first[n - 1 - static_cast<size_t>(k)]);
   };
-  std::vector<uint8_t> js(static_cast<size_t>(j_hi - j_lo)), is(static_cast<size_t>(i_hi - i_lo + 1));
+  std::vector<int16_t> js(static_cast<size_t>(j_hi - j_lo)), is(static_cast<size_t>(i_hi - i_lo + 1));
   for (int64_t j = j_lo; j < j_hi; ++j)
     js[static_cast<size_t>(j - j_lo)] = x(j);
   for (int64_t i = i_hi; i >= i_lo; --i)
@@ -191,8 +192,8 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
     // The row held the other parity three antidiagonals above.
     std::fill(c - 1, c + h_lo[p], int16_t(0));
     std::fill(c + h_hi[p] + 1, c + H + 1, int16_t(0));
-    const uint8_t* jc = js.data() + (q + p - j_lo); // jc[h]: x(q + h + p)
-    const uint8_t* ic = is.data() + (i_hi - q);     // ic[h]: x(q - h)
+    const int16_t* jc = js.data() + (q + p - j_lo); // jc[h]: x(q + h + p)
+    const int16_t* ic = is.data() + (i_hi - q);     // ic[h]: x(q - h)
     antidiagonal(a + h_lo[p], b + h_lo[p], b2 + h_lo[p], jc + h_lo[p], ic + h_lo[p], c + h_lo[p],
                  h_hi[p] - h_lo[p] + 1, mismatch, gap, cap);
     row(t, static_cast<const int16_t*>(c));
