@@ -59,7 +59,7 @@ class PathFollower {
   WalkedPaths& walked;
   EditsByReference* const by_reference;
   const int64_t high_zone;
-  WalkedPaths::Family family{0, 0};
+  WalkedPaths::Family family{0, 0, false};
   int family_known = 0; // 0 not yet looked up, 1 known, -1 not worth it
   uint32_t family_phase = 0;
   bool recording = false; // the edit chosen at this residue is recorded
@@ -90,7 +90,7 @@ inline bool PathFollower<Dir>::follow(const char* c)
     follow_path(c, path, index);
     return true;
   }
-  recording = true;
+  recording = family.worth_recording;
   return false;
 }
 

@@ -10,6 +10,11 @@ namespace {
 // 30 bytes each with their chunk, summaries and slots); later walks go on
 // without recording.
 const size_t MAX_POINTS = 1 << 20;
+// Walks of a unit family that no earlier walk of the pass had are recorded
+// only while the pass holds fewer points than this: in arrays whose copies
+// differ a lot (such as alpha satellites at most unit lengths) nearly every
+// seed's unit is a family of its own, and its points would never be found.
+const size_t FIRST_WALKS_POINTS = 1 << 17;
 // Longer units are rare enough in long arrays to walk on their own.
 const uint32_t MAX_UNIT = 256;
 
@@ -24,8 +29,8 @@ bool WalkedPaths::family_of(const char* ub, uint32_t length, Family& family)
   std::string smallest(length, ' ');
   for (uint32_t i = 0; i < length; ++i)
     smallest[i] = ub[(best + i) % length];
-  auto it = families.emplace(std::move(smallest), static_cast<uint32_t>(families.size())).first;
-  family = Family{it->second, best};
+  const auto [it, first] = families.emplace(std::move(smallest), static_cast<uint32_t>(families.size()));
+  family = Family{it->second, best, !first || recorded < FIRST_WALKS_POINTS};
   return true;
 }
 

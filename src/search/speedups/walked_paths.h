@@ -37,6 +37,7 @@ class WalkedPaths {
   // where that rotation starts in the unit.
   struct Family {
     uint32_t id, rotation;
+    bool worth_recording; // an earlier walk of the pass had a unit of the family, or there is room
   };
 
   // The family of the unit [ub, ub + length); false for units too long to
