@@ -158,6 +158,9 @@ bad_input() {
     "$ZERLAN" --outputFormat $format "$EXAMPLE" format$format.txt 2> /dev/null
     expect_refusal 1 "format$format.txt line [0-9]+: expected the column header of a one-per-line report" bed "format$format.txt" out.bed
   done
+  # The rows of a GFF report without its head are named as such.
+  "$ZERLAN" --outputFormat 2 "$EXAMPLE" 2> /dev/null | grep -v '^#' > rows.gff
+  expect_refusal 1 "rows.gff line 1: .*found a line of a GFF report" bed rows.gff out.bed
   expect_refusal 1 "example.fa line 1: .*FASTA file" bed "$EXAMPLE" out.bed
   expect_refusal 1 "standard input is empty" gff3 - out.gff3 < /dev/null
   head -c "$(($(head -n $((header + 2)) report.tsv | wc -c) + 20))" report.tsv > cut.tsv
@@ -170,10 +173,17 @@ bad_input() {
   expect_refusal 1 "short.tsv line $((header + 2)): the repeat's sequence is not [0-9]+ of A, C, G, T and N" simplerepeat short.tsv out
   sed "$((header + 1))s/\t41\t/\tforty-one\t/" report.tsv > letters.tsv
   expect_refusal 1 "letters.tsv line $((header + 1)): column start holds 'forty-one', not a whole number" gff3 letters.tsv out.gff3
+  # A unit of no residues, a lone minus sign and a perfection with letters after it.
+  sed "$((header + 1))s/^chrA\t2\t/chrA\t0\t/" report.tsv > unit0.tsv
+  expect_refusal 1 "unit0.tsv line $((header + 1)): column unit-length holds '0', not a whole number above 0" bed unit0.tsv out.bed
+  sed "$((header + 1))s/\t41\t/\t-\t/" report.tsv > minus.tsv
+  expect_refusal 1 "minus.tsv line $((header + 1)): column start holds '-', not a whole number" bed minus.tsv out.bed
+  sed "$((header + 1))s/\t100.000\t/\t100.0x\t/" report.tsv > perfection.tsv
+  expect_refusal 1 "perfection.tsv line $((header + 1)): column perfection holds '100.0x', not a number" bed perfection.tsv out.bed
   cut -f1-13 report.tsv > noseq.tsv
   expect_refusal 1 "noseq.tsv line $header: the report has no repeat-seq column" simplerepeat noseq.tsv out.bed
   { head -n $header report.tsv; sed -n "$((header + 2))p; $((header + 1))p" report.tsv | tac; tail -n +$((header + 3)) report.tsv; } > swapped.tsv
-  expect_refusal 1 "swapped.tsv line $((header + 2)): the repeat at 41-64 of chrA comes after the one at 95-118" bed swapped.tsv out.bed
+  expect_refusal 1 "swapped.tsv line $((header + 2)): the repeat at 41-64 of chrA comes after the one at 95-118 \(line $((header + 1))\)" bed swapped.tsv out.bed
   { cat report.tsv; sed -n '/^seq-name/,$p' report.tsv; } > twice.tsv
   expect_refusal 1 "twice.tsv line $((rows + 2)): the repeats of record chrA go on after those of other records" bed twice.tsv out.bed
   gzip -c report.tsv | head -c 300 > broken.tsv.gz
@@ -182,6 +192,11 @@ bad_input() {
 
   expect_refusal 2 "unknown FORMAT 'bed12'" bed12 report.tsv out.bed
   expect_refusal 2 "Usage: zerlan-convert FORMAT" bed report.tsv out.bed extra
+  for option in -h --help; do
+    convert $option > out 2> err && grep -q "^Usage: zerlan-convert FORMAT" out && [ ! -s err ] ||
+      fail "zerlan-convert $option: no usage on standard output"
+  done
+  rm -f out err
   expect_refusal 3 "cannot write missing/out.bed: No such file" bed report.tsv missing/out.bed
   convert bed report.tsv > /dev/full 2> err
   [ $? = 3 ] && grep -q "cannot write standard output: No space left on device" err || fail "/dev/full: $(cat err)"

@@ -37,6 +37,34 @@ TEST(UnitNormalForm, ReportModes)
   }
 }
 
+// Units longer than the table of prime factors (10000) are cut by the factors
+// found by trial division: 10002 = 2 * 3 * 1667 and 10010 = 2 * 5 * 7 * 11 * 13.
+TEST(UnitNormalForm, LongUnitsByTheirPrimeFactors)
+{
+  std::srand(7);
+  auto random_text = [](size_t n) {
+    std::string t;
+    while (t.size() < n)
+      t += "ACGT"[std::rand() % 4];
+    return t;
+  };
+  struct Case {
+    size_t piece, copies;
+    bool refused;
+  };
+  for (const Case& c : {Case{5001, 2, true}, Case{3334, 3, true}, Case{1430, 7, true}, Case{10002, 1, false},
+                        Case{10010, 1, false}}) {
+    std::string unit;
+    const std::string piece = random_text(c.piece);
+    for (size_t i = 0; i < c.copies; ++i)
+      unit += piece;
+    Repeat sat;
+    sat.init(unit.data(), unit.data() + unit.size());
+    UnitText text;
+    EXPECT_EQ(!unit_normal_form(sat, text, 0), c.refused) << c.copies << " copies of " << c.piece;
+  }
+}
+
 TEST(UnitNormalForm, RepeatClassNames)
 {
   const char* const names[] = {"  mononucleotide", "    dinucleotide", "   trinucleotide", " tetranucleotide",

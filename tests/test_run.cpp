@@ -1,13 +1,20 @@
 // The run driver on a record longer than the reader takes: with the longest
-// record made short, one of 21 residues ends the run with status 150 (-106)
-// and the line it stands on, after the record before it was reported.
+// record made short (20), one of 21 residues ends the run with status 150
+// (-106) and the line it stands on, after the records before it, one of them
+// just as long as allowed, were reported. The settings as the console shows
+// them. The thread pool hands a task's failure to the thread that waits. The
+// capacity of growing lists near the 32-bit limit.
 
 #include "main/run.h"
+#include "parallel/thread_pool.h"
 #include "sequence/fasta_record.h"
+#include "sequence/fastvector.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdio>
+#include <new>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -15,17 +22,55 @@
 TEST(RunDriver, ARecordTooLongEndsTheRun)
 {
   const std::string input = testing::TempDir() + "too_long.fa", report = testing::TempDir() + "too_long.txt";
-  std::ofstream(input) << ">a\nACACACACACAC\n>b\nACGTACGTAC\nGTACGTACGTA\n";
+  std::ofstream(input) << ">a\nACACACACACAC\n>c\nAGAGAGAGAGAGAGAGAGAG\n>b\nACGTACGTAC\nGTACGTACGTA\n";
   FastaRecord::max_length = 20;
   const char* argv[] = {"zerlan", "-M", "exact", "--outputFormat", "3", input.c_str(), report.c_str()};
   testing::internal::CaptureStderr();
   const int status = run_zerlan(7, const_cast<char**>(argv));
   const std::string console = testing::internal::GetCapturedStderr();
   EXPECT_EQ(status, -106);
-  EXPECT_NE(console.find("longer than 20 characters,\nthe longest Zerlan can handle. File position: line 5\n"),
+  EXPECT_NE(console.find("longer than 20 characters,\nthe longest Zerlan can handle. File position: line 7\n"),
             std::string::npos)
       << console;
   std::stringstream written;
   written << std::ifstream(report).rdbuf();
   EXPECT_NE(written.str().find("\na\t2\t100.000\t1\t12\t"), std::string::npos) << written.str();
+  EXPECT_NE(written.str().find("\nc\t2\t100.000\t1\t20\t"), std::string::npos) << written.str();
+  FastaRecord::max_length = 2147483647;
+}
+
+TEST(RunDriver, ConsoleNamesEachUnitForm)
+{
+  const std::string input = testing::TempDir() + "units.fa", report = testing::TempDir() + "units.txt";
+  std::ofstream(input) << ">a\nACACACACACAC\n";
+  const std::pair<const char*, const char*> modes[] = {
+      {"0", "as they are"}, {"1", "alphabetical normal form"}, {"2", "alphabetical normal form using reverse complement"}};
+  for (const auto& [mode, name] : modes) {
+    const char* argv[] = {"zerlan", "-M", "exact", "--reportUnit", mode, input.c_str(), report.c_str()};
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run_zerlan(7, const_cast<char**>(argv)), 0);
+    const std::string console = testing::internal::GetCapturedStderr();
+    EXPECT_NE(console.find(std::string("   Report units as:                      ") + name + "\n"), std::string::npos)
+        << console;
+  }
+}
+
+TEST(ThreadPool, RethrowsATaskFailureToTheWaitingThread)
+{
+  ThreadPool pool(1);
+  bool ended = false;
+  pool.submit([&](unsigned int) {
+    auto end = at_end([&] { ended = true; });
+    throw std::bad_alloc();
+  });
+  EXPECT_THROW(pool.help_until([&] { return ended; }), std::bad_alloc);
+}
+
+TEST(GrownCapacity, DoublesUpToTheLimitThenStops)
+{
+  EXPECT_EQ(grown_capacity(0), 4u);
+  EXPECT_EQ(grown_capacity(4), 8u);
+  EXPECT_EQ(grown_capacity(UINT32_MAX / 2), UINT32_MAX - 1);
+  EXPECT_EQ(grown_capacity(UINT32_MAX / 2 + 1), UINT32_MAX);
+  EXPECT_EQ(grown_capacity(UINT32_MAX), 0u); // no more room
 }

@@ -106,6 +106,32 @@ TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
   }
 }
 
+// A walk over 1 Mb of the array commits about 94,000 edits: the walk that
+// follows it passes blocks of 65,536 points at once.
+TEST(WalkedPaths, FollowingAPathLongerThanTheLargestBlock)
+{
+  Settings settings, bounded;
+  bounded.maximum_scorereduction = SCOREREDUCTION_UNLIMITED - 1;
+  const SearchSetup setup(settings), setup_bounded(bounded);
+  FastaRecord seq;
+  const std::string text = array(true, 1000000);
+  seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
+  const char* s = seq.residues.data();
+  const char* end = s + seq.residues.size();
+  RecordSearch shared(setup, 1, seq), alone(setup_bounded, 2, seq);
+  // Two seeds of one unit, five residues apart.
+  const size_t first_seed = text.find("ATTCCATTCCATTCC", 300);
+  for (size_t b : {first_seed, first_seed + 5}) {
+    Repeat followed, own;
+    followed.init(s + b, s + b + 5);
+    shared.extend_imperfect_forward(followed, end, shared.scratch[0]);
+    own.init(s + b, s + b + 5);
+    alone.extend_imperfect_forward(own, end, alone.scratch[0]);
+    ASSERT_GT(own.num_edits(), 90000u) << describe(own, s, false);
+    ASSERT_EQ(describe(followed, s), describe(own, s)) << "seed " << b;
+  }
+}
+
 // Seeds extended in order, each covered in the marks as it is accepted: the
 // marks set when read, with the edits along walked paths listed by
 // reference and their covering deferred, must be those of covering each

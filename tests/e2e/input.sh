@@ -48,5 +48,8 @@ check lone-header-mark '>s\nACACACACACAC\n>' -M exact --outputFormat 0 --printRe
 # A directory, or anything else that is no file, pipe or character device,
 # cannot be opened as input; the report file is not even created.
 check input-directory "=mkdir folder" folder report.txt
+# A read that fails midway (here with an I/O error from the kernel) ends the
+# run with the system's reason, as a damaged gzip stream does.
+check read-failure '>r1\nACACACACACAC\n' /proc/self/mem
 check disk-full '>r1\nACACACACACAC\n' in.fa /dev/full
 finish
