@@ -19,9 +19,21 @@
 #include <sstream>
 #include <string>
 
+#include <unistd.h>
+
+namespace {
+
+// A file of this process alone: copies of the suite may run side by side.
+std::string scratch_file(const std::string& name)
+{
+  return testing::TempDir() + std::to_string(getpid()) + "_" + name;
+}
+
+} // namespace
+
 TEST(RunDriver, ARecordTooLongEndsTheRun)
 {
-  const std::string input = testing::TempDir() + "too_long.fa", report = testing::TempDir() + "too_long.txt";
+  const std::string input = scratch_file("too_long.fa"), report = scratch_file("too_long.txt");
   std::ofstream(input) << ">a\nACACACACACAC\n>c\nAGAGAGAGAGAGAGAGAGAG\n>b\nACGTACGTAC\nGTACGTACGTA\n";
   FastaRecord::max_length = 20;
   const char* argv[] = {"zerlan", "-M", "exact", "--outputFormat", "3", input.c_str(), report.c_str()};
@@ -41,7 +53,7 @@ TEST(RunDriver, ARecordTooLongEndsTheRun)
 
 TEST(RunDriver, ConsoleNamesEachUnitForm)
 {
-  const std::string input = testing::TempDir() + "units.fa", report = testing::TempDir() + "units.txt";
+  const std::string input = scratch_file("units.fa"), report = scratch_file("units.txt");
   std::ofstream(input) << ">a\nACACACACACAC\n";
   const std::pair<const char*, const char*> modes[] = {
       {"0", "as they are"}, {"1", "alphabetical normal form"}, {"2", "alphabetical normal form using reverse complement"}};
