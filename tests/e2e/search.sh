@@ -17,6 +17,12 @@ search exact-mismatch $mismatch -M exact # the mismatch splits the repeat
 search exact-six-G GGGGGG -M exact
 search exact-seven-G GGGGGGG -M exact
 search exact-thresholds-rounded-up AAAATCCCCCG -M exact -s 2 --minScore_a 3 --minScore_b 0.5
+# Every repeat is perfect, so a minimum perfection of 100 changes nothing: the
+# (AC)n run still keeps the windows inside it from being tried, and the GAC
+# repeat is found from the first window outside it, which gives its unit as is.
+for perfection in 0 100; do
+  search exact-perfect-run-keeps-windows ACACACACACGACGACGACGAC -M exact --reportUnit 0 --minPerfection $perfection
+done
 # Seeds on both sides of the mismatch grow into the same repeat; of the two,
 # the first (unit ACG, not CGA) stays. ACACAC has seeds of score 4 that do not
 # grow and must not pass the user's minimum score.
