@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <new>
@@ -67,15 +68,19 @@ TEST(RunDriver, ConsoleNamesEachUnitForm)
   }
 }
 
+// A failed task is over only once its failure is kept: the wait that its
+// end releases always rethrows it, on whichever thread the task ran.
 TEST(ThreadPool, RethrowsATaskFailureToTheWaitingThread)
 {
-  ThreadPool pool(1);
-  bool ended = false;
-  pool.submit([&](unsigned int) {
-    auto end = at_end([&] { ended = true; });
-    throw std::bad_alloc();
-  });
-  EXPECT_THROW(pool.help_until([&] { return ended; }), std::bad_alloc);
+  for (unsigned int threads : {1u, 3u}) {
+    for (int round = 0; round < 50; ++round) {
+      std::atomic<int> ended{0};
+      ThreadPool pool(threads);
+      for (int t = 0; t < 3; ++t)
+        pool.submit([t](unsigned int) { if (t == 1) throw std::bad_alloc(); }, [&] { ++ended; });
+      EXPECT_THROW(pool.help_until([&] { return ended == 3; }), std::bad_alloc) << threads << " threads";
+    }
+  }
 }
 
 TEST(GrownCapacity, DoublesUpToTheLimitThenStops)

@@ -21,10 +21,7 @@ class Batches {
       return;
     }
     ++outstanding;
-    pool->submit([this, task = std::move(task)](unsigned int thread) {
-      auto done = at_end([this] { --outstanding; });
-      task(thread);
-    });
+    pool->submit(std::move(task), [this] { --outstanding; });
     const size_t limit = 4 * pool->size();
     pool->help_until([&] { return outstanding <= limit; });
   }

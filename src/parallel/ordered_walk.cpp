@@ -129,15 +129,16 @@ void OrderedWalk::run(size_t seeds, size_t size)
                                      static_cast<ptrdiff_t>(next.end + u) + 1))
         continue;
       ++outstanding;
-      pool.submit([this, &chunk = chunks[submitted], &outstanding](unsigned int thread) {
-        auto done = at_end([&] { --outstanding; });
-        int free_state = 0;
-        if (chunk.state.compare_exchange_strong(free_state, 1)) {
-          // Outcomes left untried by an exception are computed in order.
-          auto ready = at_end([&] { chunk.state = 2; });
-          speculate(chunk, thread);
-        }
-      });
+      pool.submit(
+          [this, &chunk = chunks[submitted]](unsigned int thread) {
+            int free_state = 0;
+            if (chunk.state.compare_exchange_strong(free_state, 1)) {
+              // Outcomes left untried by an exception are computed in order.
+              auto ready = at_end([&] { chunk.state = 2; });
+              speculate(chunk, thread);
+            }
+          },
+          [&outstanding] { --outstanding; });
     }
   };
   submit_up_to(ahead);

@@ -101,11 +101,12 @@ bool RecordPipeline::search(unsigned int number)
     Job* j = job.get();
     in_flight.push_back(std::move(job));
     in_flight_residues += residues;
-    pool.submit([j, this](unsigned int) {
-      auto done = at_end([j] { j->searched = true; });
-      j->search = std::make_unique<RecordSearch>(setup, j->number, *j->record, nullptr, &j->progress);
-      j->found = &j->search->search_and_filter();
-    });
+    pool.submit(
+        [j, this](unsigned int) {
+          j->search = std::make_unique<RecordSearch>(setup, j->number, *j->record, nullptr, &j->progress);
+          j->found = &j->search->search_and_filter();
+        },
+        [j] { j->searched = true; });
     while (in_flight.size() > 4 * pool.size() || in_flight_residues > pool.size() * 1024 * 1024)
       if (!hand_over_oldest())
         return false;

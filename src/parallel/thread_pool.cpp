@@ -17,11 +17,11 @@ ThreadPool::~ThreadPool()
     t.join();
 }
 
-void ThreadPool::submit(Task task)
+void ThreadPool::submit(Task task, std::function<void()> ended)
 {
   {
     std::lock_guard<std::mutex> lock(mutex);
-    tasks.push_back(std::move(task));
+    tasks.push_back({std::move(task), std::move(ended)});
   }
   task_queued.notify_one();
 }
@@ -31,17 +31,19 @@ bool ThreadPool::run_one(std::unique_lock<std::mutex>& lock, unsigned int thread
 {
   if (tasks.empty())
     return false;
-  Task task = std::move(tasks.front());
+  Queued queued = std::move(tasks.front());
   tasks.pop_front();
   lock.unlock();
   try {
-    task(thread);
+    queued.task(thread);
   } catch (...) {
     lock.lock();
     if (!failure)
       failure = std::current_exception();
     lock.unlock();
   }
+  if (queued.ended)
+    queued.ended();
   lock.lock();
   task_finished.notify_all();
   return true;

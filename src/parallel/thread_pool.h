@@ -24,7 +24,10 @@ class ThreadPool {
 
   unsigned int size() const { return static_cast<unsigned int>(workers.size()) + 1; }
   using Task = std::function<void(unsigned int thread)>;
-  void submit(Task task);
+  // ended, if given, runs once the task is over, also by an exception, and
+  // after that exception is kept for help_until: what it publishes may end
+  // a wait, which then learns of the failure.
+  void submit(Task task, std::function<void()> ended = {});
 
   // Runs queued tasks on the calling thread until done() holds; done() is
   // called under the pool's lock and must only read what tasks publish when
@@ -49,7 +52,11 @@ class ThreadPool {
   std::mutex mutex;
   std::condition_variable task_queued;
   std::condition_variable task_finished;
-  std::deque<Task> tasks;
+  struct Queued {
+    Task task;
+    std::function<void()> ended;
+  };
+  std::deque<Queued> tasks;
   std::vector<std::thread> workers;
   std::exception_ptr failure;
   bool stopping = false;

@@ -79,10 +79,7 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
   std::vector<Ranges> found(starts.size());
   std::atomic<size_t> outstanding{starts.size()};
   for (size_t i = 0; i < starts.size(); ++i)
-    workers->submit([&, i](unsigned int) {
-      auto done = at_end([&] { --outstanding; });
-      found[i] = one(i);
-    });
+    workers->submit([&, i](unsigned int) { found[i] = one(i); }, [&] { --outstanding; });
   workers->help_until([&] { return outstanding == 0; });
   for (Ranges& ranges : found)
     join(ranges);
