@@ -176,8 +176,8 @@ bad_input() {
   # A unit of no residues, a lone minus sign and a perfection with letters after it.
   sed "$((header + 1))s/^chrA\t2\t/chrA\t0\t/" report.tsv > unit0.tsv
   expect_refusal 1 "unit0.tsv line $((header + 1)): column unit-length holds '0', not a whole number above 0" bed unit0.tsv out.bed
-  sed "$((header + 1))s/\t41\t/\t-\t/" report.tsv > minus.tsv
-  expect_refusal 1 "minus.tsv line $((header + 1)): column start holds '-', not a whole number" bed minus.tsv out.bed
+  awk -F'\t' -v OFS='\t' -v row=$((header + 1)) 'NR == row { $9 = "-" } 1' report.tsv > minus.tsv
+  expect_refusal 1 "minus.tsv line $((header + 1)): column mismatches holds '-', not a whole number of 0 or more" bed minus.tsv out.bed
   sed "$((header + 1))s/\t100.000\t/\t100.0x\t/" report.tsv > perfection.tsv
   expect_refusal 1 "perfection.tsv line $((header + 1)): column perfection holds '100.0x', not a number" bed perfection.tsv out.bed
   cut -f1-13 report.tsv > noseq.tsv
