@@ -467,25 +467,31 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
     for (uint32_t u = 0; u <= 64; ++u)
       min_score[u] = static_cast<int32_t>(std::max(u, 6u));
     ThreadPool pool(3);
-    for (size_t stretch : {size_t(5), size_t(100)}) {
-      const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), 12, 64, nullptr, stretch);
-      const SelfAlignmentBound shared(s, end, setup.scoring, min_score.data(), 12, 64, &pool, stretch);
-      for (uint32_t u : {12u, 16u, 23u, 31u, 47u, 64u}) {
-        ASSERT_EQ(bound.may_reach(u), shared.may_reach(u)) << "text " << t << " unit " << u;
-        SelfAlignmentBound::Reader reader(&bound.may_reach(u));
-        for (size_t b = t % 2; b + u < text.size(); b += 2) {
-          const bool turned_away = bound.bounds(u) && reader.falls_short(b);
-          if (t == 0 && u >= 16) {
-            ++random_seeds;
-            random_turned_away += turned_away;
+    struct Range {
+      uint32_t u1, u2;
+      std::vector<uint32_t> units;
+    };
+    for (const Range& range : {Range{6, 11, {6, 7, 11}}, Range{12, 64, {12, 16, 23, 31, 47, 64}}}) {
+      for (size_t stretch : {size_t(5), size_t(100)}) {
+        const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), range.u1, range.u2, nullptr, stretch);
+        const SelfAlignmentBound shared(s, end, setup.scoring, min_score.data(), range.u1, range.u2, &pool, stretch);
+        for (uint32_t u : range.units) {
+          ASSERT_EQ(bound.may_reach(u), shared.may_reach(u)) << "text " << t << " unit " << u;
+          SelfAlignmentBound::Reader reader(&bound.may_reach(u));
+          for (size_t b = t % 2; b + u < text.size(); b += 2) {
+            const bool turned_away = bound.bounds(u) && reader.falls_short(b);
+            if (t == 0 && u >= 16) {
+              ++random_seeds;
+              random_turned_away += turned_away;
+            }
+            if (!turned_away || text.find('N', b) < b + u)
+              continue;
+            Repeat sat;
+            sat.init(s + b, s + b + u);
+            c.extend_imperfect_forward(sat, end, c.scratch[0]);
+            c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+            ASSERT_LT(sat.score, min_score[u]) << "text " << t << " unit " << u << " seed " << b << " stretch " << stretch;
           }
-          if (!turned_away || text.find('N', b) < b + u)
-            continue;
-          Repeat sat;
-          sat.init(s + b, s + b + u);
-          c.extend_imperfect_forward(sat, end, c.scratch[0]);
-          c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
-          ASSERT_LT(sat.score, min_score[u]) << "text " << t << " unit " << u << " seed " << b << " stretch " << stretch;
         }
       }
     }
