@@ -8,8 +8,9 @@ namespace {
 
 // At most this many points are recorded per pass and direction (about
 // 30 bytes each with their chunk, summaries and slots); later walks go on
-// without recording.
-const size_t MAX_POINTS = 1 << 20;
+// without recording. Three quarters of 2^20, less one: the look-up table,
+// at most three quarters full, then never grows past 2^20 slots.
+const size_t MAX_POINTS = (size_t(3) << 18) - 1;
 // Walks of a unit family that no earlier walk of the pass had are recorded
 // only while the pass holds fewer points than this: in arrays whose copies
 // differ a lot (such as alpha satellites at most unit lengths) nearly every
