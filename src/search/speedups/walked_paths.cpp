@@ -16,6 +16,9 @@ const size_t MAX_POINTS = (size_t(3) << 18) - 1;
 // differ a lot (such as alpha satellites at most unit lengths) nearly every
 // seed's unit is a family of its own, and its points would never be found.
 const size_t FIRST_WALKS_POINTS = 1 << 17;
+// Units of at most this many families are followed per pass and direction
+// (about 300 bytes each at unit lengths near 200).
+const size_t MAX_FAMILIES = 1 << 15;
 // Longer units are rare enough in long arrays to walk on their own.
 const uint32_t MAX_UNIT = 256;
 
@@ -30,8 +33,18 @@ bool WalkedPaths::family_of(const char* ub, uint32_t length, Family& family)
   std::string smallest(length, ' ');
   for (uint32_t i = 0; i < length; ++i)
     smallest[i] = ub[(best + i) % length];
-  const auto [it, first] = families.emplace(std::move(smallest), static_cast<uint32_t>(families.size()));
-  family = Family{it->second, best, !first || recorded < FIRST_WALKS_POINTS};
+  auto it = families.find(smallest);
+  if (it != families.end()) {
+    family = Family{it->second, best, true};
+    return true;
+  }
+  // A family new to the pass, once it knows many, walks on its own: over an
+  // array whose copies differ a lot nearly every seed's unit is new, and
+  // their texts would grow with the array.
+  if (families.size() >= MAX_FAMILIES)
+    return false;
+  it = families.emplace(std::move(smallest), static_cast<uint32_t>(families.size())).first;
+  family = Family{it->second, best, recorded < FIRST_WALKS_POINTS};
   return true;
 }
 

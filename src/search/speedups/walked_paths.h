@@ -41,7 +41,7 @@ class WalkedPaths {
   };
 
   // The family of the unit [ub, ub + length); false for units too long to
-  // be worth it.
+  // be worth it, and for a new family when the pass knows many already.
   bool family_of(const char* ub, uint32_t length, Family& family);
 
   // The paths of this object belong to the walks of one pass (one search
