@@ -12,13 +12,15 @@ constexpr int32_t DEAD = std::numeric_limits<int32_t>::min() / 2;
 
 // One residue r against a row of width cells: to the next row, the cell of
 // column j + 1 from the residue against unit character u[j] (scoring 1 or
-// differ), or that of column j with the residue left out (indel).
-void residue_step(const int32_t* row, int32_t* next, const char* u, size_t width, char r, int32_t differ,
-                  int32_t indel)
+// differ), or that of column j with the residue left out (indel). A column
+// may stand for two unit characters, u[j] and v[j]: a residue that matches
+// either scores 1.
+void residue_step(const int32_t* row, int32_t* next, const char* u, const char* v, size_t width, char r,
+                  int32_t differ, int32_t indel)
 {
   next[0] = row[0] + indel;
   for (size_t j = 0; j < width; ++j)
-    next[j + 1] = std::max(row[j + 1] + indel, row[j] + (r == u[j] ? 1 : differ));
+    next[j + 1] = std::max(row[j + 1] + indel, row[j] + ((r == u[j]) | (r == v[j]) ? 1 : differ));
 }
 
 } // namespace
@@ -66,7 +68,7 @@ int64_t AlignmentBound::best_score(const char* c, const char* p, const char* ub,
     const char* u = unit.data() + k0;
     row.push_back(DEAD);
     next.resize(width + 1);
-    residue_step(row.data(), next.data(), u, width, r, differ, indel);
+    residue_step(row.data(), next.data(), u, u, width, r, differ, indel);
     row.swap(next);
     best = std::max<int64_t>(best, close_row(lo, low));
     if (best >= enough)
@@ -116,9 +118,11 @@ int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t 
   // character q[j]; seed t of the stretch starts in row t, column t.
   // Forward, seed b0 + t reads residues from b0 + t + u on against the
   // residues from b0 + t on; backward, residues from b0 + t - 1 down
-  // against those from b0 + t + u - 1 down. Column u would be the first
-  // unit character of a second copy for the first seed: the table holds
-  // only while no living cell reaches it.
+  // against those from b0 + t + u - 1 down. Past the first copy seed t
+  // reads at column j the residue q[j - c u], c = (j - t) / u the copies
+  // before; as k <= u, the seeds of a column read at most two residues,
+  // and the table scores a residue that matches either as a match: each
+  // seed's own alignments only score higher there.
   const char* r = Dir > 0 ? b0 + u : b0 + k - 2;
   const char* q = Dir > 0 ? b0 : b0 + k - 2 + u;
   const char* bound = Dir > 0 ? last : first - 1;
@@ -127,10 +131,17 @@ int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t 
   if (best >= enough || start <= low)
     return best;
   int64_t cells_left = static_cast<int64_t>(u) * (k + 4 * u) + 4096;
-  // The unit characters of the columns, in walk order.
-  unit.resize(u);
-  for (uint32_t j = 0; j < u; ++j)
-    unit[j] = q[Dir * static_cast<ptrdiff_t>(j)];
+  // The unit characters of the columns, in walk order, made as far as the
+  // living cells reach.
+  unit.clear();
+  other.clear();
+  auto make_columns = [&](size_t columns) {
+    for (size_t j = unit.size(); j < columns; ++j) {
+      const size_t copies = j / u, fewest = (j - std::min<size_t>(k - 1, j)) / u;
+      unit.push_back(q[Dir * static_cast<ptrdiff_t>(j - copies * u)]);
+      other.push_back(q[Dir * static_cast<ptrdiff_t>(j - fewest * u)]);
+    }
+  };
   row.clear();
   uint64_t lo = 0;
   for (uint64_t i = 0;; ++i, r += Dir) {
@@ -147,8 +158,6 @@ int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t 
     }
     if (row.empty() && i + 1 >= k)
       return best;
-    if (lo + row.size() > u)
-      return std::max(best, enough);
     if (r == bound)
       return best;
     const size_t width = row.size();
@@ -159,7 +168,8 @@ int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t 
     const int32_t differ = x == 'N' ? 0 : mismatch;
     row.push_back(DEAD);
     next.resize(width + 1);
-    residue_step(row.data(), next.data(), unit.data() + lo, width, x, differ, indel);
+    make_columns(lo + width);
+    residue_step(row.data(), next.data(), unit.data() + lo, other.data() + lo, width, x, differ, indel);
     row.swap(next);
     best = std::max<int64_t>(best, close_row(lo, low));
     if (best >= enough)

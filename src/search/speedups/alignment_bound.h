@@ -27,10 +27,9 @@ class AlignmentBound {
 
   // Whether each of the seeds [b, b + u) with b in [b0, b0 + k) is sure to
   // reach a score below min_score; k <= u, and the last seed's unit ends
-  // before the record's last residue. Where alignments of a seed in random
-  // sequence die within its unit's first copy beside it, they compare
-  // residues with residues of the record only, shared by the seeds of a
-  // stretch: one table of cells serves them all.
+  // before the record's last residue. The alignments of the seeds compare
+  // residues with residues of the record, shared by the seeds of a stretch:
+  // one table of cells serves them all.
   bool stretch_falls_short(const char* b0, uint32_t k, uint32_t u, int32_t min_score);
 
   // The highest score of the alignments of the residues from cursor c on
@@ -58,7 +57,7 @@ class AlignmentBound {
   // The scores of a row of cells and of the row after it, by unit
   // characters consumed.
   std::vector<int32_t> row, next;
-  std::vector<char> unit;
+  std::vector<char> unit, other;
 };
 
 #endif

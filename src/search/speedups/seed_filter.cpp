@@ -67,8 +67,8 @@ SeedFilter::SeedFilter(const char* first, const char* last, uint32_t u, int32_t 
       length(static_cast<ptrdiff_t>(reach(c, k, u + g.prefer_longer + 4, 2) + 2)), after(WILD + 1),
       before(WILD + 1), alignments(first, last, g), self_alignment(may_reach),
       // A quarter of a unit: the alignments of a seed in random sequence die
-      // within a third of a unit or so, and those of the run within the
-      // unit's first copy.
+      // within a third of a unit or so; runs of half or all of a unit let
+      // more seeds through one by one and are slower.
       run(u >= 16 ? u / 4 : 0)
 {
   unit_set[WILD >> 6] = uint64_t(1) << (WILD & 63);
