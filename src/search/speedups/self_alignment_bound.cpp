@@ -30,7 +30,7 @@ inline int16_t code_of(char c)
 // The cells c[h] of one antidiagonal from those of the two above it: a on
 // the same lag, b and b2 on the lags one above and one below; jc and ic
 // are the codes of the two residues that each cell pairs.
-void antidiagonal(
+__attribute__((always_inline)) inline void antidiagonal(
     const int16_t* a, const int16_t* b, const int16_t* b2, const int16_t* jc, const int16_t* ic, int16_t* c,
     int64_t width, int16_t mismatch, int16_t gap, int16_t cap)
 {
@@ -40,6 +40,38 @@ void antidiagonal(
     const int16_t gapped = static_cast<int16_t>(std::max(b[h], b2[h]) - gap);
     c[h] = std::min(cap, std::max<int16_t>(0, std::max(diagonal, gapped)));
   }
+}
+
+// Whether any cell h of a forward antidiagonal, with the backward cell of
+// its seed, reaches what its unit length needs: c[h] + back[h] >= need[h].
+// Sums stay within 16 bits: cells are at most MAX_CAP.
+__attribute__((always_inline)) inline bool any_reaches(const int16_t* c, const int16_t* back, const int16_t* need,
+                                                       int64_t width)
+{
+  int16_t any = 0;
+  for (int64_t h = 0; h < width; ++h)
+    any |= static_cast<int16_t>(c[h] + back[h] >= need[h]);
+  return any != 0;
+}
+
+// The same for wide antidiagonals (long units), made for the widest vector
+// lanes the processor has, chosen when the program starts; narrow ones are
+// quicker inlined.
+constexpr int64_t WIDE = 64;
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#define WIDEST_LANES __attribute__((target_clones("arch=x86-64-v4", "avx2", "default")))
+#else
+#define WIDEST_LANES
+#endif
+WIDEST_LANES void wide_antidiagonal(const int16_t* a, const int16_t* b, const int16_t* b2, const int16_t* jc,
+                                    const int16_t* ic, int16_t* c, int64_t width, int16_t mismatch, int16_t gap,
+                                    int16_t cap)
+{
+  antidiagonal(a, b, b2, jc, ic, c, width, mismatch, gap, cap);
+}
+WIDEST_LANES bool wide_any_reaches(const int16_t* c, const int16_t* back, const int16_t* need, int64_t width)
+{
+  return any_reaches(c, back, need, width);
 }
 
 } // namespace
@@ -191,8 +223,13 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
     std::fill(c + h_hi[p] + 1, c + H + 1, int16_t(0));
     const int16_t* jc = js.data() + (q + p - j_lo); // jc[h]: x(q + h + p)
     const int16_t* ic = is.data() + (i_hi - q);     // ic[h]: x(q - h)
-    antidiagonal(a + h_lo[p], b + h_lo[p], b2 + h_lo[p], jc + h_lo[p], ic + h_lo[p], c + h_lo[p],
-                 h_hi[p] - h_lo[p] + 1, mismatch, gap, cap);
+    const int64_t width = h_hi[p] - h_lo[p] + 1;
+    if (width >= WIDE)
+      wide_antidiagonal(a + h_lo[p], b + h_lo[p], b2 + h_lo[p], jc + h_lo[p], ic + h_lo[p], c + h_lo[p], width,
+                        mismatch, gap, cap);
+    else
+      antidiagonal(a + h_lo[p], b + h_lo[p], b2 + h_lo[p], jc + h_lo[p], ic + h_lo[p], c + h_lo[p], width, mismatch,
+                   gap, cap);
     row(t, static_cast<const int16_t*>(c));
   }
 }
@@ -242,6 +279,10 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
                                             static_cast<int64_t>(n) - 1 - q - p});
     const int16_t* back = backward.data() + (t - t_lo) * width - h0[p];
     const int16_t* needed = need[p].data() - h0[p];
+    const int64_t span = h_to - h_from + 1;
+    if (span <= 0 || !(span >= WIDE ? wide_any_reaches(c + h_from, back + h_from, needed + h_from, span)
+                                    : any_reaches(c + h_from, back + h_from, needed + h_from, span)))
+      return;
     for (int64_t h = h_from; h <= h_to; ++h)
       if (c[h] + back[h] >= needed[h]) {
         const size_t b = static_cast<size_t>(q - h) - b0, u = static_cast<size_t>(2 * h + p) - u1;
