@@ -10,17 +10,25 @@ namespace {
 // The score of a cell that no alignment reaches above the floor.
 constexpr int32_t DEAD = std::numeric_limits<int32_t>::min() / 2;
 
-// One residue r against a row of width cells: to the next row, the cell of
-// column j + 1 from the residue against unit character u[j] (scoring 1 or
-// differ), or that of column j with the residue left out (indel). A column
-// may stand for two unit characters, u[j] and v[j]: a residue that matches
-// either scores 1.
+// One residue r against the width cells of a row: to the next row, the
+// cell of column j + 1 from the residue against unit character u[j]
+// (scoring 1 or differ), or that of column j with the residue left out
+// (indel). A column may stand for two unit characters, u[j] and v[j]: a
+// residue that matches either scores 1. The next row has width + 1 cells.
 void residue_step(const int32_t* row, int32_t* next, const char* u, const char* v, size_t width, char r,
                   int32_t differ, int32_t indel)
 {
   next[0] = row[0] + indel;
-  for (size_t j = 0; j < width; ++j)
+  for (size_t j = 0; j + 1 < width; ++j)
     next[j + 1] = std::max(row[j + 1] + indel, row[j] + ((r == u[j]) | (r == v[j]) ? 1 : differ));
+  next[width] = row[width - 1] + ((r == u[width - 1]) | (r == v[width - 1]) ? 1 : differ);
+}
+
+// Makes room for at least size cells.
+void make_room(std::vector<int32_t>& cells, size_t size)
+{
+  if (cells.size() < size)
+    cells.resize(std::max(size, 2 * cells.size()));
 }
 
 } // namespace
@@ -50,63 +58,80 @@ int64_t AlignmentBound::best_score(const char* c, const char* p, const char* ub,
   // Beyond this many cells the alignments live long: the unit repeats here,
   // and the extension itself is the quicker answer.
   int64_t cells_left = 128 * static_cast<int64_t>(L) + 4096;
-  row.clear();
-  for (int64_t s = start; s > floor; s += indel)
-    row.push_back(static_cast<int32_t>(s)); // unit characters left out before the first residue
-  uint64_t lo = 0;
-  for (const char* x = c; x != bound && !row.empty(); x += Dir) {
-    const size_t width = row.size();
+  // Unit characters left out before the first residue.
+  start_row(0, start);
+  best = std::max<int64_t>(best, close_row(low));
+  for (const char* x = c; x != bound && width > 0; x += Dir) {
     cells_left -= static_cast<int64_t>(width);
     if (cells_left < 0)
       return std::max(best, enough);
     const size_t k0 = static_cast<size_t>(lo % L);
     while (unit.size() < k0 + width)
       unit.insert(unit.end(), unit.begin(), unit.begin() + static_cast<ptrdiff_t>(L));
-    // A residue N scores 0 against any unit character: as passed, or less.
-    const char r = *x;
-    const int32_t differ = r == 'N' ? 0 : mismatch;
     const char* u = unit.data() + k0;
-    row.push_back(DEAD);
-    next.resize(width + 1);
-    residue_step(row.data(), next.data(), u, u, width, r, differ, indel);
-    row.swap(next);
-    best = std::max<int64_t>(best, close_row(lo, low));
+    best = std::max<int64_t>(best, next_row(u, u, *x, low));
     if (best >= enough)
       return best;
   }
   return best;
 }
 
-int32_t AlignmentBound::close_row(uint64_t& lo, int32_t low)
+void AlignmentBound::start_row(uint64_t column, int32_t score)
 {
-  // One pass: a cell may also be reached from the one before it with a unit
-  // character left out; a path may not pass through a cell at the floor or
-  // below it; the living stretch is [a, e).
-  const size_t n = row.size();
-  int32_t* r = row.data();
-  int32_t top = DEAD, carry = DEAD;
-  size_t a = n, e = 0;
-  for (size_t j = 0; j < n; ++j) {
-    int32_t v = std::max(r[j], carry);
-    if (v > low) {
-      a = std::min(a, j);
-      e = j + 1;
-    } else {
-      v = DEAD;
-    }
+  make_room(row, 1);
+  row[0] = score;
+  off = 0;
+  width = 1;
+  lo = column;
+}
+
+int32_t AlignmentBound::next_row(const char* u, const char* v, char x, int32_t low)
+{
+  // A residue N scores 0 against any unit character: as passed, or less.
+  const int32_t differ = x == 'N' ? 0 : mismatch;
+  make_room(next, width + 1);
+  residue_step(row.data() + off, next.data(), u, v, width, x, differ, indel);
+  row.swap(next);
+  off = 0;
+  ++width;
+  return close_row(low);
+}
+
+int32_t AlignmentBound::close_row(int32_t low)
+{
+  // A cell may also be reached from the one before it with a unit
+  // character left out, also past the last one. A path may not pass
+  // through a cell at the floor or below it; as a cell there only passes on
+  // less, the cells are cut to the floor after the pass. The living
+  // stretch is [a, e).
+  const int32_t gap = indel;
+  int32_t* r = row.data() + off;
+  int32_t carry = DEAD;
+  for (size_t j = 0; j < width; ++j) {
+    const int32_t v = std::max(r[j], carry);
     r[j] = v;
-    top = std::max(top, v);
-    carry = v + indel;
+    carry = v + gap;
   }
-  for (; carry > low; carry += indel)
-    row.push_back(carry), e = row.size();
-  if (e == 0) {
-    row.clear();
-    return top;
+  if (carry > low) {
+    const size_t more = static_cast<size_t>((carry - low - 1) / -gap) + 1;
+    make_room(row, off + width + more);
+    r = row.data() + off;
+    for (size_t j = 0; j < more; ++j, carry += gap)
+      r[width++] = carry;
   }
-  row.erase(row.begin() + static_cast<ptrdiff_t>(e), row.end());
-  row.erase(row.begin(), row.begin() + static_cast<ptrdiff_t>(a));
+  int32_t top = DEAD;
+  for (size_t j = 0; j < width; ++j) {
+    r[j] = r[j] > low ? r[j] : DEAD;
+    top = std::max(top, r[j]);
+  }
+  size_t a = 0, e = width;
+  while (a < e && r[a] == DEAD)
+    ++a;
+  while (e > a && r[e - 1] == DEAD)
+    --e;
+  off += a;
   lo += a;
+  width = e - a;
   return top;
 }
 
@@ -142,36 +167,46 @@ int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t 
       other.push_back(q[Dir * static_cast<ptrdiff_t>(j - fewest * u)]);
     }
   };
-  row.clear();
-  uint64_t lo = 0;
+  width = 0;
   for (uint64_t i = 0;; ++i, r += Dir) {
     if (i < k) {
-      // The start of seed i, in column i.
-      if (row.empty())
-        lo = i;
-      if (i < lo)
-        row.insert(row.begin(), lo - i, DEAD), lo = i;
-      if (i >= lo + row.size())
-        row.resize(i - lo + 1, DEAD);
-      row[i - lo] = std::max(row[i - lo], start);
-      close_row(lo, low);
+      // The start of seed i, in column i: its cell and those to the left
+      // of the living ones are made room for.
+      if (width == 0) {
+        start_row(i, start);
+      } else {
+        if (i < lo) {
+          const size_t more = static_cast<size_t>(lo - i);
+          make_room(next, more + width);
+          std::fill(next.begin(), next.begin() + static_cast<ptrdiff_t>(more), DEAD);
+          std::copy(row.begin() + static_cast<ptrdiff_t>(off), row.begin() + static_cast<ptrdiff_t>(off + width),
+                    next.begin() + static_cast<ptrdiff_t>(more));
+          row.swap(next);
+          off = 0;
+          width += more;
+          lo = i;
+        }
+        if (i >= lo + width) {
+          const size_t more = static_cast<size_t>(i - lo) + 1 - width;
+          make_room(row, off + width + more);
+          std::fill(row.begin() + static_cast<ptrdiff_t>(off + width),
+                    row.begin() + static_cast<ptrdiff_t>(off + width + more), DEAD);
+          width += more;
+        }
+        int32_t& cell = row[off + static_cast<size_t>(i - lo)];
+        cell = std::max(cell, start);
+      }
+      close_row(low);
     }
-    if (row.empty() && i + 1 >= k)
+    if (width == 0 && i + 1 >= k)
       return best;
     if (r == bound)
       return best;
-    const size_t width = row.size();
     cells_left -= static_cast<int64_t>(width);
     if (cells_left < 0)
       return std::max(best, enough);
-    const char x = *r;
-    const int32_t differ = x == 'N' ? 0 : mismatch;
-    row.push_back(DEAD);
-    next.resize(width + 1);
     make_columns(lo + width);
-    residue_step(row.data(), next.data(), unit.data() + lo, other.data() + lo, width, x, differ, indel);
-    row.swap(next);
-    best = std::max<int64_t>(best, close_row(lo, low));
+    best = std::max<int64_t>(best, next_row(unit.data() + lo, other.data() + lo, *r, low));
     if (best >= enough)
       return best;
   }

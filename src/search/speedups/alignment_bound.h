@@ -45,18 +45,26 @@ class AlignmentBound {
  private:
   template <int Dir>
   int64_t stretch_best_score(const char* b0, uint32_t k, uint32_t u, int32_t start, int64_t floor, int64_t enough);
+  // Starts a row with the one cell of this column.
+  void start_row(uint64_t column, int32_t score);
+  // Steps the living cells over residue x, whose columns read the unit
+  // characters u (and v) from lo on; returns the best cell of the new row.
+  int32_t next_row(const char* u, const char* v, char x, int32_t low);
   // Unit characters left out: each cell of the row from the second on may be
   // reached from the one before it; then the row is cut to its living
   // stretch of columns, whose best score it returns.
-  int32_t close_row(uint64_t& lo, int32_t low);
+  int32_t close_row(int32_t low);
 
   const char* first;
   const char* last;
   int32_t mismatch, indel;
   int64_t prefer_longer;
-  // The scores of a row of cells and of the row after it, by unit
-  // characters consumed.
+  // The scores of a row of cells, by unit characters consumed: the living
+  // ones are row[off, off + width), of columns [lo, lo + width); next is
+  // the room for the row after it.
   std::vector<int32_t> row, next;
+  size_t off = 0, width = 0;
+  uint64_t lo = 0;
   std::vector<char> unit, other;
 };
 
