@@ -193,34 +193,30 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
   for (int64_t i = i_hi; i >= i_lo; --i)
     is[static_cast<size_t>(i_hi - i)] = x(i);
 
-  // Three antidiagonals, by t mod 3, of cells h = -1 .. H (index h + 1);
-  // cells outside the band stay 0, which no gap from them can beat.
+  // Six antidiagonals, by t mod 6, of cells h = -1 .. H (index h + 1):
+  // each keeps one parity, so that its cells outside the band stay 0,
+  // which no gap from them can beat.
   const int64_t H = hi / 2 + 2;
-  std::vector<int16_t> rows[3];
+  std::vector<int16_t> rows[6];
   int64_t h_lo[2], h_hi[2];
   for (int p = 0; p < 2; ++p) {
     h_lo[p] = (lo - p + 1) / 2;
     h_hi[p] = (hi - p) / 2;
   }
-  for (int64_t d = 1; d <= 2; ++d) {
-    const int64_t t = top + d;
-    std::vector<int16_t>& row = rows[t % 3];
+  for (std::vector<int16_t>& row : rows)
     row.assign(static_cast<size_t>(H + 2), 0);
-    if (!from_end)
-      std::fill(row.begin() + 1 + h_lo[t & 1], row.begin() + 2 + h_hi[t & 1], cap);
+  for (int64_t d = 1; d <= 2 && !from_end; ++d) {
+    const int64_t t = top + d;
+    std::fill(rows[t % 6].begin() + 1 + h_lo[t & 1], rows[t % 6].begin() + 2 + h_hi[t & 1], cap);
   }
-  rows[top % 3].assign(static_cast<size_t>(H + 2), 0);
   const int16_t mismatch = static_cast<int16_t>(-mismatch_cost), gap = static_cast<int16_t>(gap_cost);
   for (int64_t t = top; t >= bottom; --t) {
     const int p = static_cast<int>(t & 1);
     const int64_t q = (t - p) / 2;
-    const int16_t* a = rows[(t + 2) % 3].data() + 1;
-    const int16_t* b = rows[(t + 1) % 3].data() + 1 + (p ? 1 : 0);
-    const int16_t* b2 = rows[(t + 1) % 3].data() + 1 - (p ? 0 : 1);
-    int16_t* c = rows[t % 3].data() + 1;
-    // The row held the other parity three antidiagonals above.
-    std::fill(c - 1, c + h_lo[p], int16_t(0));
-    std::fill(c + h_hi[p] + 1, c + H + 1, int16_t(0));
+    const int16_t* a = rows[(t + 2) % 6].data() + 1;
+    const int16_t* b = rows[(t + 1) % 6].data() + 1 + (p ? 1 : 0);
+    const int16_t* b2 = rows[(t + 1) % 6].data() + 1 - (p ? 0 : 1);
+    int16_t* c = rows[t % 6].data() + 1;
     const int16_t* jc = js.data() + (q + p - j_lo); // jc[h]: x(q + h + p)
     const int16_t* ic = is.data() + (i_hi - q);     // ic[h]: x(q - h)
     const int64_t width = h_hi[p] - h_lo[p] + 1;
