@@ -210,13 +210,17 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
     std::fill(rows[t % 6].begin() + 1 + h_lo[t & 1], rows[t % 6].begin() + 2 + h_hi[t & 1], cap);
   }
   const int16_t mismatch = static_cast<int16_t>(-mismatch_cost), gap = static_cast<int16_t>(gap_cost);
-  for (int64_t t = top; t >= bottom; --t) {
+  // The rows of antidiagonals t + 2, t + 1 and t, turning as t goes down.
+  int16_t* turn[6];
+  for (int64_t d = 0; d < 6; ++d)
+    turn[d] = rows[(top + 8 - d) % 6].data() + 1;
+  for (int64_t t = top, d = 0; t >= bottom; --t, d = d == 5 ? 0 : d + 1) {
     const int p = static_cast<int>(t & 1);
     const int64_t q = (t - p) / 2;
-    const int16_t* a = rows[(t + 2) % 6].data() + 1;
-    const int16_t* b = rows[(t + 1) % 6].data() + 1 + (p ? 1 : 0);
-    const int16_t* b2 = rows[(t + 1) % 6].data() + 1 - (p ? 0 : 1);
-    int16_t* c = rows[t % 6].data() + 1;
+    const int16_t* a = turn[d];
+    const int16_t* b = turn[d == 5 ? 0 : d + 1] + (p ? 1 : 0);
+    const int16_t* b2 = turn[d == 5 ? 0 : d + 1] - (p ? 0 : 1);
+    int16_t* c = turn[d >= 4 ? d - 4 : d + 2];
     const int16_t* jc = js.data() + (q + p - j_lo); // jc[h]: x(q + h + p)
     const int16_t* ic = is.data() + (i_hi - q);     // ic[h]: x(q - h)
     const int64_t width = h_hi[p] - h_lo[p] + 1;
@@ -247,7 +251,10 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
     if (forward_t < t_lo || forward_t > t_hi)
       return;
     const int p = static_cast<int>(t & 1);
-    std::copy(c + h0[p], c + h0[p] + width, backward.begin() + (forward_t - t_lo) * width);
+    const int16_t* from = c + h0[p];
+    int16_t* to = backward.data() + (forward_t - t_lo) * width;
+    for (int64_t h = 0; h < width; ++h) // short: no call
+      to[h] = from[h];
   });
   // Twice the threshold per cell and parity; more than any cell where the
   // unit length is not bounded.
