@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 
 namespace {
 
@@ -73,6 +74,67 @@ WIDEST_LANES bool wide_any_reaches(const int16_t* c, const int16_t* back, const 
 {
   return any_reaches(c, back, need, width);
 }
+
+// Bands of at most ROW_LANES lags may be run by rows of residues instead,
+// a row in one vector of lanes, where the processor has 32 lanes of 16
+// bits; then a gap along the row is a carry across the lanes.
+constexpr int64_t ROW_LANES = 32;
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#define TABLE_BY_ROWS 1
+typedef int16_t Lanes __attribute__((vector_size(2 * ROW_LANES)));
+
+bool rows_fit() { return __builtin_cpu_supports("x86-64-v4"); }
+
+// The rows of a table from row top (cells edge in the band) down to row
+// i0, for the lags [lo, hi], hi - lo < ROW_LANES: cell (i, L) pairs x(i)
+// with x(i + L), whose codes are x[i] and x[i + L] (x holds codes up to
+// top + lo + ROW_LANES). The cell is the best of the step to (i + 1, L)
+// and the gaps from (i + 1, L - 1) and (i, L + 1), as on antidiagonals.
+// Writes the cells of lags [u1, u1 + k) of rows [i0, i1) to out, k a row.
+__attribute__((target("arch=x86-64-v4"))) void table_by_rows(const int16_t* x, int64_t top, int64_t i0, int64_t i1,
+                                                             int64_t lo, int64_t hi, int64_t u1, int64_t k,
+                                                             int16_t edge, int16_t mismatch, int16_t gap, int16_t cap,
+                                                             int16_t* out)
+{
+  const Lanes zero = {};
+  Lanes lane, up, down[5];
+  for (int16_t L = 0; L < ROW_LANES; ++L) {
+    lane[L] = L;
+    up[L] = static_cast<int16_t>(L == 0 ? ROW_LANES : L - 1);
+    for (int d = 0; d < 5; ++d)
+      down[d][L] = static_cast<int16_t>(L + (1 << d));
+  }
+  const Lanes in_band = lane < static_cast<int16_t>(hi - lo + 1);
+  // A carry over 2^d lanes costs 2^d gaps; beyond MAX_CAP + 1 it makes any
+  // cell negative, which loses to 0.
+  Lanes cost[5];
+  for (int d = 0; d < 5; ++d)
+    cost[d] = zero + static_cast<int16_t>(std::min<int32_t>((1 << d) * gap, MAX_CAP + 1));
+  const Lanes caps = zero + cap, gaps = zero + gap, mismatches = zero + mismatch;
+  const Lanes match_gain = zero + static_cast<int16_t>(2 - mismatch);
+  Lanes row = (zero + edge) & in_band;
+  int16_t cells[ROW_LANES];
+  for (int64_t i = top - 1; i >= i0; --i) {
+    Lanes codes;
+    std::memcpy(&codes, x + i + lo, sizeof codes);
+    const Lanes score = mismatches + (((codes & (zero + x[i])) != 0) & match_gain);
+    const Lanes diagonal = row + score;
+    const Lanes gapped = __builtin_shuffle(row, zero, up) - gaps;
+    Lanes c = diagonal > gapped ? diagonal : gapped;
+    c = c > zero ? c : zero;
+    c = (c < caps ? c : caps) & in_band;
+    for (int d = 0; d < 5; ++d) {
+      const Lanes carried = __builtin_shuffle(c, zero, down[d]) - cost[d];
+      c = c > carried ? c : carried;
+    }
+    row = c;
+    if (i < i1) {
+      std::memcpy(cells, &c, sizeof cells);
+      std::memcpy(out + (i - i0) * k, cells + (u1 - lo), static_cast<size_t>(k) * sizeof(int16_t));
+    }
+  }
+}
+#endif
 
 } // namespace
 
@@ -234,8 +296,57 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
   }
 }
 
+SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch_by_rows(size_t b0, size_t b1, const Band& band) const
+{
+  std::vector<uint64_t> may((b1 - b0 + 63) / 64 * (u2 - u1 + 1));
+#ifdef TABLE_BY_ROWS
+  // The forward table's row b holds the cells of the seeds [b, b + u) at
+  // lag u; the backward one's row n - b - u those of the same seeds.
+  const int64_t lo = std::min<int64_t>(band.lo, u1), hi = std::max<int64_t>(band.hi, u2);
+  const int64_t k = u2 - u1 + 1, N = static_cast<int64_t>(n);
+  auto run = [&](int dir, int64_t i0, int64_t i1, std::vector<int16_t>& out) {
+    const int16_t cap = static_cast<int16_t>(band.cap(dir));
+    int64_t top = i1 + 2 * static_cast<int64_t>(cap);
+    const bool from_end = top + hi >= N;
+    if (from_end)
+      top = N; // its cells pair x(i + L) beyond the record: 0
+    std::vector<int16_t> x(static_cast<size_t>(top + hi + ROW_LANES - i0 + 1));
+    for (int64_t i = i0; i < std::min(N, i0 + static_cast<int64_t>(x.size())); ++i)
+      x[static_cast<size_t>(i - i0)] = code_of(dir > 0 ? first[i] : first[N - 1 - i]);
+    out.resize(static_cast<size_t>((i1 - i0) * k));
+    table_by_rows(x.data() - i0, top, i0, i1, lo, hi, u1, k, from_end ? 0 : cap, static_cast<int16_t>(-mismatch_cost),
+                  static_cast<int16_t>(gap_cost), cap, out.data());
+  };
+  std::vector<int16_t> forward, backward;
+  const int64_t r0 = N - std::min<int64_t>(N, static_cast<int64_t>(b1 + u2 - 1)), r1 = N - static_cast<int64_t>(b0 + u1) + 1;
+  run(-1, r0, r1, backward);
+  run(1, static_cast<int64_t>(b0), static_cast<int64_t>(b1), forward);
+  const size_t words = (b1 - b0 + 63) / 64;
+  for (int64_t u = u1; u <= u2; ++u) {
+    if (!bounded[u - u1])
+      continue;
+    const int32_t need = 2 * min_score[u];
+    for (int64_t b = static_cast<int64_t>(b0); b < static_cast<int64_t>(b1) && b + u < N; ++b) {
+      const int32_t f = forward[static_cast<size_t>((b - static_cast<int64_t>(b0)) * k + u - u1)];
+      const int32_t back = backward[static_cast<size_t>((N - b - u - r0) * k + u - u1)];
+      if (f + back >= need) {
+        const size_t i = static_cast<size_t>(b) - b0;
+        may[static_cast<size_t>(u - u1) * words + i / 64] |= uint64_t(1) << (i % 64);
+      }
+    }
+  }
+#else
+  (void)band;
+#endif
+  return ranges_of(may, b0, b1);
+}
+
 SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band) const
 {
+#ifdef TABLE_BY_ROWS
+  if (std::max<int64_t>(band.hi, u2) - std::min<int64_t>(band.lo, u1) < ROW_LANES && rows_fit())
+    return bound_stretch_by_rows(b0, b1, band);
+#endif
   // The seed [b, b + u) starts the forward table at (b, b + u), on
   // antidiagonal t = 2b + u, and the backward one at (n - b - u, n - b), on
   // 2n - t; on both its cell is h = (u - p) / 2, p the parity of t. The
@@ -292,7 +403,13 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
         may[u * words + b / 64] |= uint64_t(1) << (b % 64);
       }
   });
+  return ranges_of(may, b0, b1);
+}
+
+SelfAlignmentBound::Ranges SelfAlignmentBound::ranges_of(const std::vector<uint64_t>& may, size_t b0, size_t b1) const
+{
   // The runs of set bits, by unit length.
+  const size_t words = (b1 - b0 + 63) / 64, k = u2 - u1 + 1;
   Ranges found(k);
   for (size_t u = 0; u < k; ++u) {
     std::vector<uint32_t>& ranges = found[u];

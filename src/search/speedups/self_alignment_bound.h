@@ -102,6 +102,10 @@ class SelfAlignmentBound {
   using Ranges = std::vector<std::vector<uint32_t>>;
   // The seeds of [b0, b1) that may reach the threshold.
   Ranges bound_stretch(size_t b0, size_t b1, const Band& band) const;
+  // The same from tables run by rows, where the band is narrow enough.
+  Ranges bound_stretch_by_rows(size_t b0, size_t b1, const Band& band) const;
+  // The ranges of the seeds [b0, b1) whose bits are set, by unit length.
+  Ranges ranges_of(const std::vector<uint64_t>& may, size_t b0, size_t b1) const;
   // Appends the ranges of the next stretch.
   void join(const Ranges& ranges);
   Band band_of(uint32_t v1, uint32_t v2) const;
