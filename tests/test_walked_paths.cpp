@@ -403,7 +403,8 @@ TEST(AlignmentBound, TurnsAwayOnlyRunsWhoseEverySeedFallsShort)
 
 // The record's alignment with itself bounds each way of every seed's
 // extension: its cell at the seed is at least twice what the extension
-// gains that way, as far as the threshold; under several scorings and
+// gains that way, as far as the threshold, the same whether the table is
+// run by antidiagonals or by rows; under several scorings and
 // thresholds, on random sequence, diverged minisatellite arrays at their
 // own and other unit lengths, and real windows with N runs.
 TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
@@ -430,6 +431,9 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
           const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u);
           forward[k] = bound.cells_at_seeds<1>(u);
           backward[k] = bound.cells_at_seeds<-1>(u);
+          // The table run by rows of residues has the same cells.
+          ASSERT_EQ(bound.cells_at_seeds<1>(u, true), forward[k]) << "text " << t << " unit " << u;
+          ASSERT_EQ(bound.cells_at_seeds<-1>(u, true), backward[k]) << "text " << t << " unit " << u;
         }
         for (size_t b = (t + u) % 4; b + u < text.size(); b += 4) {
           if (text.find('N', b) < b + u)

@@ -429,12 +429,28 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::ranges_of(const std::vector<uint6
 }
 
 template <int Dir>
-std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u) const
+std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u, bool by_rows) const
 {
   std::vector<int32_t> cells(n, INT32_MAX);
   const Band band = band_of(u, u);
   if (band.hi == 0 || u >= n)
     return cells;
+#ifdef TABLE_BY_ROWS
+  if (by_rows && band.hi - band.lo < ROW_LANES && rows_fit()) {
+    // From the record's end; row i holds the seed that starts there.
+    std::vector<int16_t> x(2 * n + ROW_LANES), out(n - u);
+    for (size_t i = 0; i < n; ++i)
+      x[i] = code_of(Dir > 0 ? first[i] : first[n - 1 - i]);
+    const int16_t cap = static_cast<int16_t>(band.cap(Dir));
+    table_by_rows(x.data(), static_cast<int64_t>(n), 0, static_cast<int64_t>(n - u), band.lo, band.hi, u, 1, 0,
+                  static_cast<int16_t>(-mismatch_cost), static_cast<int16_t>(gap_cost), cap, out.data());
+    for (size_t i = 0; i < n - u; ++i)
+      cells[Dir > 0 ? i : n - i - u] = out[i];
+    return cells;
+  }
+#else
+  (void)by_rows;
+#endif
   run_table(Dir, 0, n - u, u, band, n, [&](int64_t t, const int16_t* c) {
     // The start (i, i + u) on antidiagonal t = 2i + u.
     if ((t - u) % 2 == 0 && t >= u && t - u < 2 * static_cast<int64_t>(n - u)) {
@@ -445,5 +461,5 @@ std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u) const
   return cells;
 }
 
-template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<1>(uint32_t) const;
-template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<-1>(uint32_t) const;
+template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<1>(uint32_t, bool) const;
+template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<-1>(uint32_t, bool) const;

@@ -86,9 +86,10 @@ class SelfAlignmentBound {
   // The cells at the starts of the seeds [b, b + u), by b, going forward
   // (Dir 1) or backward (-1), from a table run from the record's end:
   // each at least twice the score that the seed's extension gains that
-  // way, while below the threshold. For tests.
+  // way, while below the threshold. For tests; by_rows runs the table by
+  // rows where it can, which must give the same cells.
   template <int Dir>
-  std::vector<int32_t> cells_at_seeds(uint32_t u) const;
+  std::vector<int32_t> cells_at_seeds(uint32_t u, bool by_rows = false) const;
 
  private:
   struct Band;
