@@ -401,6 +401,65 @@ TEST(AlignmentBound, TurnsAwayOnlyRunsWhoseEverySeedFallsShort)
   EXPECT_GT(random_turned_away * 10, random_runs * 9);
 }
 
+// The filter of long units tries runs of seeds, and the halves of runs
+// that may reach the threshold: a seed it turns away extends to a score
+// below the threshold, in random sequence, minisatellite arrays and real
+// windows, whether the seeds come in order or jump back and forth.
+TEST(SeedFilter, TurnsAwayOnlySeedsOfLongUnitsThatFallShort)
+{
+  const Settings settings;
+  const SearchSetup setup(settings);
+  size_t turned_away = 0;
+  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch& c,
+                                 AlignmentBound&) {
+    for (uint32_t u : {16u, 23u, 47u, 64u, 100u}) {
+      for (int32_t min_score : {static_cast<int32_t>(u), static_cast<int32_t>(u / 2)}) {
+        SeedFilter in_order(s, end, u, min_score, setup.scoring), jumping(s, end, u, min_score, setup.scoring);
+        for (size_t b = 0; b + u < text.size(); ++b) {
+          if (text.find('N', b) < b + u)
+            continue;
+          // The jumping filter meets the seeds of each stretch of 40 from
+          // its end backward.
+          const size_t j = std::min(b / 40 * 40 + 39 - b % 40, text.size() - u - 1);
+          for (size_t seed : {b, j}) {
+            if (text.find('N', seed) < seed + u)
+              continue;
+            if (!(seed == b ? in_order : jumping).falls_short(s + seed))
+              continue;
+            ++turned_away;
+            Repeat sat;
+            sat.init(s + seed, s + seed + u);
+            c.extend_imperfect_forward(sat, end, c.scratch[0]);
+            c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+            ASSERT_LT(sat.score, min_score) << "text " << t << " unit " << u << " seed " << seed;
+          }
+        }
+      }
+    }
+  });
+  EXPECT_GT(turned_away, 10000u);
+
+  // Two copies of a unit of 100 between random flanks: the last seed that
+  // reaches the threshold, the second copy, is the first of a run.
+  const std::string flanks = minisatellite(100, 0, 11), unit = minisatellite(100, 0, 12).substr(0, 100);
+  const std::string text = flanks.substr(0, 200) + unit + unit + flanks.substr(200);
+  FastaRecord seq;
+  seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
+  const char* s = seq.residues.data();
+  RecordSearch c(setup, 1, seq);
+  SeedFilter filter(s, s + text.size(), 100, 100, setup.scoring);
+  for (size_t b = 0; b + 100 < text.size(); ++b) {
+    Repeat sat;
+    sat.init(s + b, s + b + 100);
+    c.extend_imperfect_forward(sat, s + text.size(), c.scratch[0]);
+    c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+    if (b == 300 || b == 301) {
+      EXPECT_EQ(sat.score >= 100, b == 300);
+    }
+    ASSERT_TRUE(!filter.falls_short(s + b) || sat.score < 100) << "seed " << b;
+  }
+}
+
 // The record's alignment with itself bounds each way of every seed's
 // extension: its cell at the seed is at least twice what the extension
 // gains that way, as far as the threshold, the same whether the table is

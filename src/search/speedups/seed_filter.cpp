@@ -71,6 +71,8 @@ SeedFilter::SeedFilter(const char* first, const char* last, uint32_t u, int32_t 
       // more seeds through one by one and are slower.
       run(u >= 16 ? u / 4 : 0)
 {
+  for (uint32_t size = run; size > 0; size = size >= 2 * MIN_RUN ? (size + 1) / 2 : 0)
+    verdicts.emplace_back();
   unit_set[WILD >> 6] = uint64_t(1) << (WILD & 63);
 }
 
@@ -234,17 +236,24 @@ bool SeedFilter::falls_short(const char* b)
   if (self_alignment.falls_short(static_cast<size_t>(b - first)))
     return true;
   if (run > 0) {
-    // The seeds of long units are tried by runs of consecutive seeds first;
-    // the last run of the record ends at its last seed.
-    const ptrdiff_t at = (b - first) / run * run;
-    if (at != run_at) {
-      run_at = at;
-      const ptrdiff_t seeds = (last - first) - u - at;
-      run_short = seeds > 0 && alignments.stretch_falls_short(
-                                   first + at, static_cast<uint32_t>(std::min<ptrdiff_t>(run, seeds)), u, min_score);
+    // The seeds of long units are tried by runs of consecutive seeds first,
+    // and where a run may reach the threshold, by its halves, and so on; the
+    // last run of the record ends at its last seed.
+    const ptrdiff_t offset = b - first, seeds = (last - first) - u;
+    const ptrdiff_t at0 = offset / run * run, end0 = std::min<ptrdiff_t>(at0 + run, seeds);
+    ptrdiff_t size = run;
+    for (RunVerdict& verdict : verdicts) {
+      const ptrdiff_t at = at0 + (offset - at0) / size * size;
+      if (at != verdict.at) {
+        verdict.at = at;
+        const ptrdiff_t k = std::min(at + size, end0) - at;
+        verdict.falls_short =
+            k > 0 && alignments.stretch_falls_short(first + at, static_cast<uint32_t>(k), u, min_score);
+      }
+      if (verdict.falls_short)
+        return true;
+      size = (size + 1) / 2;
     }
-    if (run_short)
-      return true;
   }
   return words_fall_short(b) || alignments.falls_short(b, u, min_score);
 }

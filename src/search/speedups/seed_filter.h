@@ -78,11 +78,17 @@ class SeedFilter {
   std::vector<uint32_t> after, before;
   AlignmentBound alignments;
   SelfAlignmentBound::Reader self_alignment;
-  // Seeds are first tried by runs of this many (0: one by one); the run of
-  // the last verdict begins run_at residues into the record.
+  // Seeds are first tried by runs of this many (0: one by one), then by
+  // halves of runs that may reach the threshold, down to runs of MIN_RUN
+  // to 2 MIN_RUN - 1 seeds. The last verdict on a run of each size, and
+  // where that run begins in the record.
+  static constexpr uint32_t MIN_RUN = 8;
   const uint32_t run;
-  ptrdiff_t run_at = -1;
-  bool run_short = false;
+  struct RunVerdict {
+    ptrdiff_t at = -1;
+    bool falls_short = false;
+  };
+  std::vector<RunVerdict> verdicts;
   // The set of the cyclic words of the seed's unit, with WILD; touched:
   // the words of the set that hold one.
   uint64_t unit_set[(WILD >> 6) + 1] = {};
