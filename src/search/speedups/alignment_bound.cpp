@@ -59,6 +59,10 @@ Carried carry_and_cut(int32_t* r, size_t width, int32_t gap, int32_t low, size_t
 // bits: a block carries within itself by doubling steps, then takes the
 // carry of the block before. Gaps of at least -2^16 keep every sum far
 // from overflow.
+// (g++ 12 takes the undefined lanes inside its own intrinsics for
+// uninitialized ones in sanitized builds.)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 __attribute__((target("arch=x86-64-v4"))) Carried carry_and_cut_in_lanes(int32_t* r, size_t width, int32_t gap,
                                                                          int32_t low)
 {
@@ -81,18 +85,25 @@ __attribute__((target("arch=x86-64-v4"))) Carried carry_and_cut_in_lanes(int32_t
     x = _mm512_mask_mov_epi32(dead, alive, x);
     _mm512_storeu_si512(r + j, x);
     top = _mm512_max_epi32(top, x);
-    if (alive) {
-      c.a = std::min<size_t>(c.a, j + static_cast<size_t>(__builtin_ctz(alive)));
-      c.e = j + 32 - static_cast<size_t>(__builtin_clz(static_cast<uint32_t>(alive)));
+    // The lanes alive in the high half of a word: the last one is counted
+    // from the top, clear of what lies above 16 bits (g++ 12 may reload a
+    // spilled mask with them).
+    const uint32_t high = _cvtmask16_u32(alive) << 16;
+    if (high) {
+      c.a = std::min<size_t>(c.a, j + static_cast<size_t>(__builtin_ctz(high)) - 16);
+      c.e = j + 16 - static_cast<size_t>(__builtin_clz(high));
     }
   }
   const Carried rest = carry_and_cut(r, width, gap, low, j, c.carry);
   c.carry = rest.carry;
   c.top = std::max(_mm512_reduce_max_epi32(top), rest.top);
-  c.a = std::min(c.a, rest.a);
-  c.e = std::max(c.e, rest.e);
+  if (rest.a < width) {
+    c.a = std::min(c.a, rest.a);
+    c.e = rest.e;
+  }
   return c;
 }
+#pragma GCC diagnostic pop
 
 bool carry_fits_lanes() { return __builtin_cpu_supports("x86-64-v4"); }
 #endif

@@ -57,9 +57,10 @@ __attribute__((always_inline)) inline bool any_reaches(const int16_t* c, const i
 
 // The same for wide antidiagonals (long units), made for the widest vector
 // lanes the processor has, chosen when the program starts; narrow ones are
-// quicker inlined.
+// quicker inlined. (The choice runs before ThreadSanitizer is ready, so its
+// builds keep one plain version.)
 constexpr int64_t WIDE = 64;
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__)
 #define WIDEST_LANES __attribute__((target_clones("arch=x86-64-v4", "avx2", "default")))
 #else
 #define WIDEST_LANES
