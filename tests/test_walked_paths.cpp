@@ -363,6 +363,43 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
   }
 }
 
+// Rows made in vector lanes, where the processor has them, give the scores
+// of rows made cell by cell: for single seeds and runs of seeds, each way,
+// with an N among the residues and under scorings with cheap and dear gaps.
+TEST(AlignmentBound, RowsInLanesGiveTheScoresOfPlainRows)
+{
+  struct Scoring {
+    int32_t mismatch, indel;
+  };
+  for (const Scoring& sc : {Scoring{-7, -7}, Scoring{-3, -7}, Scoring{-8, -2}}) {
+    Settings settings;
+    settings.mismatch_score = sc.mismatch;
+    settings.indel_score = sc.indel;
+    const SearchSetup setup(settings);
+    for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch&,
+                                   AlignmentBound& lanes) {
+      AlignmentBound plain(s, end, setup.scoring, false);
+      for (uint32_t u : {3u, 16u, 47u, 64u}) {
+        const int64_t floor = setup.scoring.floor(u);
+        for (size_t b = t % 7 + 1; b + 2 * u < text.size(); b += 7) {
+          const char* ub = s + b;
+          const char* ue = ub + u;
+          ASSERT_EQ(lanes.best_score<1>(ue, ub, ub, ue, end, 0, floor, INT64_MAX),
+                    plain.best_score<1>(ue, ub, ub, ue, end, 0, floor, INT64_MAX))
+              << "text " << t << " unit " << u << " seed " << b;
+          ASSERT_EQ(lanes.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, 3, floor, INT64_MAX),
+                    plain.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, 3, floor, INT64_MAX))
+              << "text " << t << " unit " << u << " seed " << b;
+          const uint32_t k = std::max(u / 4, 1u);
+          ASSERT_EQ(lanes.stretch_falls_short(ub, k, u, static_cast<int32_t>(u)),
+                    plain.stretch_falls_short(ub, k, u, static_cast<int32_t>(u)))
+              << "text " << t << " unit " << u << " run " << b;
+        }
+      }
+    });
+  }
+}
+
 // When the bound turns away a run of consecutive seeds at once, every seed
 // of the run extends to a score below the threshold: in random sequence,
 // near and inside minisatellite arrays and in real windows, for runs of a

@@ -103,9 +103,66 @@ __attribute__((target("arch=x86-64-v4"))) Carried carry_and_cut_in_lanes(int32_t
   }
   return c;
 }
+
+// A residue step (residue_step) and the carry and cut of the new row in
+// one pass, by the same blocks of 16 lanes: from the width cells of row to
+// the width + 1 cells of next.
+__attribute__((target("arch=x86-64-v4"))) Carried step_carry_and_cut_in_lanes(const int32_t* row, int32_t* next,
+                                                                               const char* u, const char* v,
+                                                                               size_t width, char r, int32_t differ,
+                                                                               int32_t indel, int32_t low)
+{
+  const __m512i dead = _mm512_set1_epi32(DEAD), floor = _mm512_set1_epi32(low);
+  const __m512i one = _mm512_set1_epi32(indel), two = _mm512_set1_epi32(2 * indel),
+                four = _mm512_set1_epi32(4 * indel), eight = _mm512_set1_epi32(8 * indel);
+  const __m512i steps = _mm512_mullo_epi32(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15), one);
+  const __m512i match = _mm512_set1_epi32(1), mismatch = _mm512_set1_epi32(differ);
+  const __m128i residue = _mm_set1_epi8(r);
+  __m512i top = dead;
+  const size_t cells = width + 1;
+  Carried c{DEAD, DEAD, cells, 0};
+  for (size_t j = 0; j < cells; j += 16) {
+    // Lane l is cell j + l: from row[j + l] with the residue left out, and
+    // from row[j + l - 1] with the residue against unit character j + l - 1.
+    const size_t left = cells - j;
+    const __mmask16 lanes = left >= 16 ? __mmask16(0xffff) : static_cast<__mmask16>((1u << left) - 1);
+    const __mmask16 same = j + 16 <= width ? __mmask16(0xffff) : static_cast<__mmask16>((1u << (width - j)) - 1);
+    const __mmask16 before = static_cast<__mmask16>(lanes & (j == 0 ? 0xfffe : 0xffff));
+    const __m512i kept = _mm512_mask_loadu_epi32(dead, same, row + j);
+    const __m512i stepped = _mm512_mask_loadu_epi32(dead, before, row + j - 1);
+    const __mmask16 matches = _mm_mask_cmpeq_epi8_mask(before, _mm_maskz_loadu_epi8(before, u + j - 1), residue) |
+                              _mm_mask_cmpeq_epi8_mask(before, _mm_maskz_loadu_epi8(before, v + j - 1), residue);
+    __m512i x = _mm512_max_epi32(_mm512_add_epi32(kept, one),
+                                 _mm512_add_epi32(stepped, _mm512_mask_mov_epi32(mismatch, matches, match)));
+    x = _mm512_mask_mov_epi32(dead, lanes, x);
+    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 15), one));
+    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 14), two));
+    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 12), four));
+    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 8), eight));
+    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_set1_epi32(c.carry), steps));
+    const __mmask16 alive = static_cast<__mmask16>(_mm512_cmpgt_epi32_mask(x, floor) & lanes);
+    const __m512i cut = _mm512_mask_mov_epi32(dead, alive, x);
+    _mm512_mask_storeu_epi32(next + j, lanes, cut);
+    top = _mm512_max_epi32(top, cut);
+    const uint32_t high = _cvtmask16_u32(alive) << 16;
+    if (high) {
+      c.a = std::min<size_t>(c.a, j + static_cast<size_t>(__builtin_ctz(high)) - 16);
+      c.e = j + 16 - static_cast<size_t>(__builtin_clz(high));
+    }
+    // The carry past the last cell of the block, or of the row.
+    const size_t last = std::min<size_t>(left, 16) - 1;
+    alignas(64) int32_t lane[16];
+    _mm512_store_si512(lane, x);
+    c.carry = std::max(lane[last] + indel, DEAD);
+  }
+  c.top = _mm512_reduce_max_epi32(top);
+  return c;
+}
 #pragma GCC diagnostic pop
 
 bool carry_fits_lanes() { return __builtin_cpu_supports("x86-64-v4"); }
+#else
+bool carry_fits_lanes() { return false; }
 #endif
 
 // Makes room for at least size cells.
@@ -117,8 +174,9 @@ void make_room(std::vector<int32_t>& cells, size_t size)
 
 } // namespace
 
-AlignmentBound::AlignmentBound(const char* first, const char* last, const Scoring& g)
-    : first(first), last(last), mismatch(g.mismatch), indel(g.indel), prefer_longer(g.prefer_longer)
+AlignmentBound::AlignmentBound(const char* first, const char* last, const Scoring& g, bool lanes)
+    : first(first), last(last), mismatch(g.mismatch), indel(g.indel), prefer_longer(g.prefer_longer),
+      in_lanes(lanes && indel >= -(1 << 16) && carry_fits_lanes())
 {
 }
 
@@ -174,6 +232,15 @@ int32_t AlignmentBound::next_row(const char* u, const char* v, char x, int32_t l
   // A residue N scores 0 against any unit character: as passed, or less.
   const int32_t differ = x == 'N' ? 0 : mismatch;
   make_room(next, width + 1);
+#ifdef CARRY_IN_LANES
+  if (in_lanes) {
+    const Carried c = step_carry_and_cut_in_lanes(row.data() + off, next.data(), u, v, width, x, differ, indel, low);
+    row.swap(next);
+    off = 0;
+    ++width;
+    return cut_row(c.carry, c.top, c.a, c.e, low);
+  }
+#endif
   residue_step(row.data() + off, next.data(), u, v, width, x, differ, indel);
   row.swap(next);
   off = 0;
@@ -191,12 +258,19 @@ int32_t AlignmentBound::close_row(int32_t low)
   const int32_t gap = indel;
   int32_t* r = row.data() + off;
 #ifdef CARRY_IN_LANES
-  static const bool in_lanes = carry_fits_lanes();
-  Carried c = in_lanes && width >= 16 && gap >= -(1 << 16) ? carry_and_cut_in_lanes(r, width, gap, low)
-                                                           : carry_and_cut(r, width, gap, low);
+  const Carried c = in_lanes && width >= 16 ? carry_and_cut_in_lanes(r, width, gap, low)
+                                            : carry_and_cut(r, width, gap, low);
 #else
-  Carried c = carry_and_cut(r, width, gap, low);
+  const Carried c = carry_and_cut(r, width, gap, low);
 #endif
+  return cut_row(c.carry, c.top, c.a, c.e, low);
+}
+
+int32_t AlignmentBound::cut_row(int32_t carry, int32_t best, size_t first_alive, size_t end_alive, int32_t low)
+{
+  const int32_t gap = indel;
+  int32_t* r = row.data() + off;
+  Carried c{carry, best, first_alive, end_alive};
   if (c.carry > low) {
     // The carry past the last cell lives on in cells of their own.
     const size_t more = static_cast<size_t>((c.carry - low - 1) / -gap) + 1;

@@ -20,7 +20,9 @@
 // residues there, and this test costs a small part of that walk.
 class AlignmentBound {
  public:
-  AlignmentBound(const char* first, const char* last, const Scoring& g);
+  // lanes: where the processor has them, rows are made in vector lanes
+  // (tests turn them off to compare).
+  AlignmentBound(const char* first, const char* last, const Scoring& g, bool lanes = true);
 
   // Whether the seed [b, b + u) is sure to reach a score below min_score.
   bool falls_short(const char* b, uint32_t u, int32_t min_score);
@@ -54,11 +56,15 @@ class AlignmentBound {
   // reached from the one before it; then the row is cut to its living
   // stretch of columns, whose best score it returns.
   int32_t close_row(int32_t low);
+  // The same once the carry and the cut are made: the carry past the last
+  // cell, the best cell, and the first and one past the last living cell.
+  int32_t cut_row(int32_t carry, int32_t best, size_t first_alive, size_t end_alive, int32_t low);
 
   const char* first;
   const char* last;
   int32_t mismatch, indel;
   int64_t prefer_longer;
+  bool in_lanes;
   // The scores of a row of cells, by unit characters consumed: the living
   // ones are row[off, off + width), of columns [lo, lo + width); next is
   // the room for the row after it.

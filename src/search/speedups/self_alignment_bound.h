@@ -41,9 +41,9 @@ class SelfAlignmentBound {
  public:
   // For the seeds of unit lengths [u1, u2] of the record [first, last),
   // with the thresholds min_score[u]; workers, if given, share the work,
-  // by stretches of this many seeds.
+  // by stretches of this many seeds (0: as many as suit the unit lengths).
   SelfAlignmentBound(const char* first, const char* last, const Scoring& g, const int32_t* min_score, uint32_t u1,
-                     uint32_t u2, ThreadPool* workers = nullptr, size_t stretch = size_t(1) << 14);
+                     uint32_t u2, ThreadPool* workers = nullptr, size_t stretch = 0);
 
   // Whether the bound holds for seeds of unit length u: not where the
   // threshold is below 1, or so high that the table's cells would overflow.
