@@ -55,6 +55,15 @@ __attribute__((always_inline)) inline bool any_reaches(const int16_t* c, const i
   return any != 0;
 }
 
+// The highest of the cells c[0, width).
+__attribute__((always_inline)) inline int32_t highest(const int16_t* c, int64_t width)
+{
+  int16_t top = 0;
+  for (int64_t h = 0; h < width; ++h)
+    top = std::max(top, c[h]);
+  return top;
+}
+
 // The same for wide antidiagonals (long units), made for the widest vector
 // lanes the processor has, chosen when the program starts; narrow ones are
 // quicker inlined. (The choice runs before ThreadSanitizer is ready, so its
@@ -361,6 +370,10 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
   const int64_t t_lo = 2 * static_cast<int64_t>(b0) + u1, t_hi = 2 * static_cast<int64_t>(b1 - 1) + u2;
   const int64_t h0[2] = {(u1 + 1) / 2, u1 / 2}, width = (u2 - u1) / 2 + 1;
   std::vector<int16_t> backward(static_cast<size_t>((t_hi - t_lo + 1) * width));
+  // The highest backward cell of each antidiagonal, so that the forward
+  // cells of most antidiagonals are seen to fall short without reading
+  // their backward ones, which lie far out of the cache.
+  std::vector<int16_t> backward_top(static_cast<size_t>(t_hi - t_lo + 1));
   const int64_t two_n = 2 * static_cast<int64_t>(n);
   const size_t r0 = n - std::min(n, b1 + u2 - 1), r1 = n - b0 - u1 + 1;
   run_table(-1, r0, r1, u1, band, 2 * static_cast<size_t>(band.backward_cap), [&](int64_t t, const int16_t* c) {
@@ -370,18 +383,24 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
     const int p = static_cast<int>(t & 1);
     const int16_t* from = c + h0[p];
     int16_t* to = backward.data() + (forward_t - t_lo) * width;
-    for (int64_t h = 0; h < width; ++h) // short: no call
+    int16_t top = 0;
+    for (int64_t h = 0; h < width; ++h) { // short: no call
       to[h] = from[h];
+      top = std::max(top, from[h]);
+    }
+    backward_top[static_cast<size_t>(forward_t - t_lo)] = top;
   });
   // Twice the threshold per cell and parity; more than any cell where the
   // unit length is not bounded.
   std::vector<int16_t> need[2];
+  int32_t least_need[2] = {INT16_MAX, INT16_MAX};
   for (int p = 0; p < 2; ++p) {
     need[p].assign(static_cast<size_t>(width), INT16_MAX);
     for (int64_t h = 0; h < width; ++h) {
       const int64_t u = 2 * (h0[p] + h) + p;
       if (u >= u1 && u <= u2 && bounded[u - u1])
         need[p][static_cast<size_t>(h)] = static_cast<int16_t>(2 * min_score[u]);
+      least_need[p] = std::min<int32_t>(least_need[p], need[p][static_cast<size_t>(h)]);
     }
   }
   // A bit per unit length and seed that may reach the threshold.
@@ -400,7 +419,9 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
     const int16_t* back = backward.data() + (t - t_lo) * width - h0[p];
     const int16_t* needed = need[p].data() - h0[p];
     const int64_t span = h_to - h_from + 1;
-    if (span <= 0 || !(span >= WIDE ? wide_any_reaches(c + h_from, back + h_from, needed + h_from, span)
+    if (span <= 0 || highest(c + h_from, span) + backward_top[static_cast<size_t>(t - t_lo)] < least_need[p])
+      return;
+    if (!(span >= WIDE ? wide_any_reaches(c + h_from, back + h_from, needed + h_from, span)
                                     : any_reaches(c + h_from, back + h_from, needed + h_from, span)))
       return;
     for (int64_t h = h_from; h <= h_to; ++h)
