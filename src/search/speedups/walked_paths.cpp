@@ -8,9 +8,12 @@ namespace {
 
 // At most this many points are recorded per pass and direction (about
 // 30 bytes each with their chunk, summaries and slots); later walks go on
-// without recording. Three quarters of 2^20, less one: the look-up table,
-// at most three quarters full, then never grows past 2^20 slots.
-const size_t MAX_POINTS = (size_t(3) << 18) - 1;
+// without recording. Three quarters of 2^19, less one: the look-up table,
+// at most three quarters full, then never grows past 2^19 slots. (Measured:
+// twice as many took a 1-Mb minisatellite array to 76 MB, against 59 MB
+// now, in the same time; the 1-Mb (AC)n array records at most 143 k points
+// per pass, and the 200-kb alpha array is as quick with 35 MB as with 42.)
+const size_t MAX_POINTS = (size_t(3) << 17) - 1;
 // Walks of a unit family that no earlier walk of the pass had are recorded
 // only while the pass holds fewer points than this: in arrays whose copies
 // differ a lot (such as alpha satellites at most unit lengths) nearly every
