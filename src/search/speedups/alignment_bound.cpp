@@ -63,36 +63,49 @@ Carried carry_and_cut(int32_t* r, size_t width, int32_t gap, int32_t low, size_t
 // uninitialized ones in sanitized builds.)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-__attribute__((target("arch=x86-64-v4"))) Carried carry_and_cut_in_lanes(int32_t* r, size_t width, int32_t gap,
-                                                                         int32_t low)
+#define IN_LANES __attribute__((target("arch=x86-64-v4")))
+
+// One block of 16 cells: each takes the carry from the cells before it in
+// the block, by doubling steps, and from the block before (carry).
+IN_LANES __attribute__((always_inline)) inline __m512i carry_block(__m512i x, int32_t carry, int32_t gap)
 {
-  const __m512i dead = _mm512_set1_epi32(DEAD), floor = _mm512_set1_epi32(low);
-  const __m512i one = _mm512_set1_epi32(gap), two = _mm512_set1_epi32(2 * gap), four = _mm512_set1_epi32(4 * gap),
-                eight = _mm512_set1_epi32(8 * gap);
+  const __m512i dead = _mm512_set1_epi32(DEAD), one = _mm512_set1_epi32(gap);
   const __m512i steps = _mm512_mullo_epi32(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15), one);
-  __m512i top = dead;
+  x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 15), one));
+  x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 14), _mm512_set1_epi32(2 * gap)));
+  x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 12), _mm512_set1_epi32(4 * gap)));
+  x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 8), _mm512_set1_epi32(8 * gap)));
+  return _mm512_max_epi32(x, _mm512_add_epi32(_mm512_set1_epi32(carry), steps));
+}
+
+// The cut of the lanes of a block of cells from j on to the floor (low):
+// notes the living ones in c and gives the block with the others DEAD.
+IN_LANES __attribute__((always_inline)) inline __m512i cut_block(__m512i x, __mmask16 lanes, int32_t low, size_t j,
+                                                                 Carried& c)
+{
+  const __mmask16 alive = static_cast<__mmask16>(_mm512_cmpgt_epi32_mask(x, _mm512_set1_epi32(low)) & lanes);
+  // The lanes alive in the high half of a word: the last one is counted
+  // from the top, clear of what lies above 16 bits (g++ 12 may reload a
+  // spilled mask with them).
+  const uint32_t high = _cvtmask16_u32(alive) << 16;
+  if (high) {
+    c.a = std::min<size_t>(c.a, j + static_cast<size_t>(__builtin_ctz(high)) - 16);
+    c.e = j + 16 - static_cast<size_t>(__builtin_clz(high));
+  }
+  return _mm512_mask_mov_epi32(_mm512_set1_epi32(DEAD), alive, x);
+}
+
+IN_LANES Carried carry_and_cut_in_lanes(int32_t* r, size_t width, int32_t gap, int32_t low)
+{
+  __m512i top = _mm512_set1_epi32(DEAD);
   Carried c{DEAD, DEAD, width, 0};
   size_t j = 0;
   for (; j + 16 <= width; j += 16) {
-    __m512i x = _mm512_loadu_si512(r + j);
-    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 15), one));
-    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 14), two));
-    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 12), four));
-    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 8), eight));
-    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_set1_epi32(c.carry), steps));
+    const __m512i x = carry_block(_mm512_loadu_si512(r + j), c.carry, gap);
     c.carry = std::max(_mm_extract_epi32(_mm512_extracti32x4_epi32(x, 3), 3) + gap, DEAD);
-    const __mmask16 alive = _mm512_cmpgt_epi32_mask(x, floor);
-    x = _mm512_mask_mov_epi32(dead, alive, x);
-    _mm512_storeu_si512(r + j, x);
-    top = _mm512_max_epi32(top, x);
-    // The lanes alive in the high half of a word: the last one is counted
-    // from the top, clear of what lies above 16 bits (g++ 12 may reload a
-    // spilled mask with them).
-    const uint32_t high = _cvtmask16_u32(alive) << 16;
-    if (high) {
-      c.a = std::min<size_t>(c.a, j + static_cast<size_t>(__builtin_ctz(high)) - 16);
-      c.e = j + 16 - static_cast<size_t>(__builtin_clz(high));
-    }
+    const __m512i cut = cut_block(x, 0xffff, low, j, c);
+    _mm512_storeu_si512(r + j, cut);
+    top = _mm512_max_epi32(top, cut);
   }
   const Carried rest = carry_and_cut(r, width, gap, low, j, c.carry);
   c.carry = rest.carry;
@@ -107,15 +120,10 @@ __attribute__((target("arch=x86-64-v4"))) Carried carry_and_cut_in_lanes(int32_t
 // A residue step (residue_step) and the carry and cut of the new row in
 // one pass, by the same blocks of 16 lanes: from the width cells of row to
 // the width + 1 cells of next.
-__attribute__((target("arch=x86-64-v4"))) Carried step_carry_and_cut_in_lanes(const int32_t* row, int32_t* next,
-                                                                               const char* u, const char* v,
-                                                                               size_t width, char r, int32_t differ,
-                                                                               int32_t indel, int32_t low)
+IN_LANES Carried step_carry_and_cut_in_lanes(const int32_t* row, int32_t* next, const char* u, const char* v,
+                                             size_t width, char r, int32_t differ, int32_t indel, int32_t low)
 {
-  const __m512i dead = _mm512_set1_epi32(DEAD), floor = _mm512_set1_epi32(low);
-  const __m512i one = _mm512_set1_epi32(indel), two = _mm512_set1_epi32(2 * indel),
-                four = _mm512_set1_epi32(4 * indel), eight = _mm512_set1_epi32(8 * indel);
-  const __m512i steps = _mm512_mullo_epi32(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15), one);
+  const __m512i dead = _mm512_set1_epi32(DEAD), one = _mm512_set1_epi32(indel);
   const __m512i match = _mm512_set1_epi32(1), mismatch = _mm512_set1_epi32(differ);
   const __m128i residue = _mm_set1_epi8(r);
   __m512i top = dead;
@@ -134,21 +142,10 @@ __attribute__((target("arch=x86-64-v4"))) Carried step_carry_and_cut_in_lanes(co
                               _mm_mask_cmpeq_epi8_mask(before, _mm_maskz_loadu_epi8(before, v + j - 1), residue);
     __m512i x = _mm512_max_epi32(_mm512_add_epi32(kept, one),
                                  _mm512_add_epi32(stepped, _mm512_mask_mov_epi32(mismatch, matches, match)));
-    x = _mm512_mask_mov_epi32(dead, lanes, x);
-    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 15), one));
-    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 14), two));
-    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 12), four));
-    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 8), eight));
-    x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_set1_epi32(c.carry), steps));
-    const __mmask16 alive = static_cast<__mmask16>(_mm512_cmpgt_epi32_mask(x, floor) & lanes);
-    const __m512i cut = _mm512_mask_mov_epi32(dead, alive, x);
+    x = carry_block(_mm512_mask_mov_epi32(dead, lanes, x), c.carry, indel);
+    const __m512i cut = cut_block(x, lanes, low, j, c);
     _mm512_mask_storeu_epi32(next + j, lanes, cut);
     top = _mm512_max_epi32(top, cut);
-    const uint32_t high = _cvtmask16_u32(alive) << 16;
-    if (high) {
-      c.a = std::min<size_t>(c.a, j + static_cast<size_t>(__builtin_ctz(high)) - 16);
-      c.e = j + 16 - static_cast<size_t>(__builtin_clz(high));
-    }
     // The carry past the last cell of the block, or of the row.
     const size_t last = std::min<size_t>(left, 16) - 1;
     alignas(64) int32_t lane[16];

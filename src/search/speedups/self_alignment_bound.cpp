@@ -175,7 +175,8 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
   // four times as long where the caps are high (measured: a twentieth
   // quicker with units up to 500, and twice as long again gains nothing),
   // within a bound on the cells kept of the backward table.
-  const size_t each = stretch ? stretch : std::clamp<size_t>(8 * static_cast<size_t>(band.backward_cap), 1 << 14, 1 << 16);
+  const size_t each =
+      stretch ? stretch : std::clamp<size_t>(8 * static_cast<size_t>(band.backward_cap), 1 << 14, 1 << 16);
   std::vector<size_t> starts;
   for (size_t b0 = 0; b0 + u1 < n; b0 += each)
     starts.push_back(b0);
@@ -422,7 +423,7 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
     if (span <= 0 || highest(c + h_from, span) + backward_top[static_cast<size_t>(t - t_lo)] < least_need[p])
       return;
     if (!(span >= WIDE ? wide_any_reaches(c + h_from, back + h_from, needed + h_from, span)
-                                    : any_reaches(c + h_from, back + h_from, needed + h_from, span)))
+                       : any_reaches(c + h_from, back + h_from, needed + h_from, span)))
       return;
     for (int64_t h = h_from; h <= h_to; ++h)
       if (c[h] + back[h] >= needed[h]) {
