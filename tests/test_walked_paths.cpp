@@ -499,8 +499,8 @@ TEST(SeedFilter, TurnsAwayOnlySeedsOfLongUnitsThatFallShort)
 
 // The record's alignment with itself bounds each way of every seed's
 // extension: its cell at the seed is at least twice what the extension
-// gains that way, as far as the threshold, the same whether the table is
-// run by antidiagonals or by rows; under several scorings and
+// gains that way, as far as the threshold, the same whether the table's
+// antidiagonals are kept in lanes or not; under several scorings and
 // thresholds, on random sequence, diverged minisatellite arrays at their
 // own and other unit lengths, and real windows with N runs.
 TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
@@ -518,7 +518,7 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
     const SearchSetup setup(settings);
     for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end,
                                    RecordSearch& c, AlignmentBound&) {
-      for (uint32_t u : {2u, 3u, 5u, 8u, 13u, 16u, 23u, 34u, 47u, 64u}) {
+      for (uint32_t u : {2u, 3u, 5u, 8u, 13u, 16u, 23u, 34u, 47u, 64u, 80u}) {
         std::vector<int32_t> min_score(u + 1);
         std::vector<int32_t> forward[2], backward[2];
         const int32_t thresholds[2] = {6, static_cast<int32_t>(std::max(u, 6u))};
@@ -527,7 +527,7 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
           const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u);
           forward[k] = bound.cells_at_seeds<1>(u);
           backward[k] = bound.cells_at_seeds<-1>(u);
-          // The table run by rows of residues has the same cells.
+          // The table run with its antidiagonals in lanes has the same cells.
           ASSERT_EQ(bound.cells_at_seeds<1>(u, true), forward[k]) << "text " << t << " unit " << u;
           ASSERT_EQ(bound.cells_at_seeds<-1>(u, true), backward[k]) << "text " << t << " unit " << u;
         }

@@ -55,18 +55,43 @@ __attribute__((always_inline)) inline bool any_reaches(const int16_t* c, const i
   return any != 0;
 }
 
+// Blocks of 8 cells, for short rows: the highest of a row of 8 or more
+// cells is read in blocks, the last one ending at its end and overlapping
+// the one before, which takes no more than the rest of a row would.
+typedef int16_t Block __attribute__((vector_size(16)));
+constexpr int64_t BLOCK = 8;
+
 // The highest of the cells c[0, width).
 __attribute__((always_inline)) inline int32_t highest(const int16_t* c, int64_t width)
 {
   int16_t top = 0;
-  for (int64_t h = 0; h < width; ++h)
-    top = std::max(top, c[h]);
+  if (width < BLOCK) {
+    for (int64_t h = 0; h < width; ++h)
+      top = std::max(top, c[h]);
+    return top;
+  }
+  Block most;
+  std::memcpy(&most, c + width - BLOCK, sizeof most);
+  for (int64_t h = 0; h + BLOCK < width; h += BLOCK) {
+    Block more;
+    std::memcpy(&more, c + h, sizeof more);
+    most = most > more ? most : more;
+  }
+  for (int64_t h = 0; h < BLOCK; ++h)
+    top = std::max(top, most[h]);
   return top;
+}
+
+// Copies whole blocks of cells, width of them.
+__attribute__((always_inline)) inline void copy_blocks(const int16_t* from, int16_t* to, int64_t width)
+{
+  for (int64_t h = 0; h < width; h += BLOCK)
+    std::memcpy(to + h, from + h, BLOCK * sizeof(int16_t));
 }
 
 // The same for wide antidiagonals (long units), made for the widest vector
 // lanes the processor has, chosen when the program starts; narrow ones are
-// quicker inlined. (The choice runs before ThreadSanitizer is ready, so its
+// quicker inlined, or kept in lanes (below). (The choice runs before ThreadSanitizer is ready, so its
 // builds keep one plain version.)
 constexpr int64_t WIDE = 64;
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__)
@@ -85,63 +110,99 @@ WIDEST_LANES bool wide_any_reaches(const int16_t* c, const int16_t* back, const 
   return any_reaches(c, back, need, width);
 }
 
-// Bands of at most ROW_LANES lags may be run by rows of residues instead,
-// a row in one vector of lanes, where the processor has 32 lanes of 16
-// bits; then a gap along the row is a carry across the lanes.
-constexpr int64_t ROW_LANES = 32;
+// Narrow bands keep their antidiagonals in a few vectors of 32 lanes of 16
+// bits, where the processor has them.
+constexpr int64_t LANES = 32;
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
-#define TABLE_BY_ROWS 1
-typedef int16_t Lanes __attribute__((vector_size(2 * ROW_LANES)));
+#define TABLE_IN_LANES 1
+typedef int16_t Lanes __attribute__((vector_size(2 * LANES)));
 
-bool rows_fit() { return __builtin_cpu_supports("x86-64-v4"); }
+bool lanes_fit() { return __builtin_cpu_supports("x86-64-v4"); }
 
-// The rows of a table from row top (cells edge in the band) down to row
-// i0, for the lags [lo, hi], hi - lo < ROW_LANES: cell (i, L) pairs x(i)
-// with x(i + L), whose codes are x[i] and x[i + L] (x holds codes up to
-// top + lo + ROW_LANES). The cell is the best of the step to (i + 1, L)
-// and the gaps from (i + 1, L - 1) and (i, L + 1), as on antidiagonals.
-// Writes the cells of lags [u1, u1 + k) of rows [i0, i1) to out, k a row.
-__attribute__((target("arch=x86-64-v4"))) void table_by_rows(const int16_t* x, int64_t top, int64_t i0, int64_t i1,
-                                                             int64_t lo, int64_t hi, int64_t u1, int64_t k,
-                                                             int16_t edge, int16_t mismatch, int16_t gap, int16_t cap,
-                                                             int16_t* out)
+// The antidiagonals of a table whose cells fit K vectors of lanes, kept in
+// registers from one antidiagonal to the next: a narrow antidiagonal run
+// through memory waits for the one above to come back from its stores.
+// Lane k of antidiagonal t holds cell h_lo[p] + k (p the parity of t); the
+// two cells above it that a gap comes from are lanes k and k + 1 of
+// antidiagonal t + 1, or k - 1 and k, as the parity and lo's parity give.
+// jc and ic are the codes as run_table reads them, with 32 K codes to
+// spare beyond the band; each antidiagonal is written to out[p] (index
+// h + 1, zero outside the band) and handed to row(t, out[p] + 1, top), top
+// the highest of its cells window[p] .. window[p] + window_width - 1.
+struct LanesShape {
+  const int16_t* js;
+  const int16_t* is;
+  int64_t j_lo, i_hi, top, bottom, h_lo[2], h_hi[2], window[2], window_width;
+  bool from_end;
+};
+template <int K, typename Row>
+__attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const LanesShape& shape, int16_t* const out[2],
+                                                                      int16_t mismatch, int16_t gap, int16_t cap,
+                                                                      Row& row)
 {
   const Lanes zero = {};
-  Lanes lane, up, down[5];
-  for (int16_t L = 0; L < ROW_LANES; ++L) {
+  Lanes lane, down, up;
+  for (int16_t L = 0; L < LANES; ++L) {
     lane[L] = L;
-    up[L] = static_cast<int16_t>(L == 0 ? ROW_LANES : L - 1);
-    for (int d = 0; d < 5; ++d)
-      down[d][L] = static_cast<int16_t>(L + (1 << d));
+    down[L] = static_cast<int16_t>(L + 1);           // of (v, next): lane k + 1
+    up[L] = static_cast<int16_t>(L + LANES - 1); // of (before, v): lane k - 1
   }
-  const Lanes in_band = lane < static_cast<int16_t>(hi - lo + 1);
-  // A carry over 2^d lanes costs 2^d gaps; beyond MAX_CAP + 1 it makes any
-  // cell negative, which loses to 0.
-  Lanes cost[5];
-  for (int d = 0; d < 5; ++d)
-    cost[d] = zero + static_cast<int16_t>(std::min<int32_t>((1 << d) * gap, MAX_CAP + 1));
+  Lanes band[2][K], window[2][K];
+  int lower[2]; // whether the second cell above is lane k - 1 rather than k + 1
+  for (int p = 0; p < 2; ++p) {
+    for (int j = 0; j < K; ++j) {
+      const Lanes h = lane + static_cast<int16_t>(shape.h_lo[p] + LANES * j);
+      band[p][j] = h <= static_cast<int16_t>(shape.h_hi[p]);
+      window[p][j] = (h >= static_cast<int16_t>(shape.window[p])) &
+                     (h < static_cast<int16_t>(shape.window[p] + shape.window_width));
+    }
+    lower[p] = (p ? shape.h_lo[1] - shape.h_lo[0] : shape.h_lo[0] - shape.h_lo[1] - 1) < 0;
+  }
   const Lanes caps = zero + cap, gaps = zero + gap, mismatches = zero + mismatch;
   const Lanes match_gain = zero + static_cast<int16_t>(2 - mismatch);
-  Lanes row = (zero + edge) & in_band;
-  int16_t cells[ROW_LANES];
-  for (int64_t i = top - 1; i >= i0; --i) {
-    Lanes codes;
-    std::memcpy(&codes, x + i + lo, sizeof codes);
-    const Lanes score = mismatches + (((codes & (zero + x[i])) != 0) & match_gain);
-    const Lanes diagonal = row + score;
-    const Lanes gapped = __builtin_shuffle(row, zero, up) - gaps;
-    Lanes c = diagonal > gapped ? diagonal : gapped;
-    c = c > zero ? c : zero;
-    c = (c < caps ? c : caps) & in_band;
-    for (int d = 0; d < 5; ++d) {
-      const Lanes carried = __builtin_shuffle(c, zero, down[d]) - cost[d];
-      c = c > carried ? c : carried;
+  // The antidiagonals t + 1 and t + 2.
+  Lanes above[K], above2[K];
+  for (int j = 0; j < K; ++j) {
+    const int16_t edge = shape.from_end ? 0 : cap;
+    above[j] = (zero + edge) & band[(shape.top + 1) & 1][j];
+    above2[j] = (zero + edge) & band[shape.top & 1][j];
+  }
+  for (int64_t t = shape.top; t >= shape.bottom; --t) {
+    const int p = static_cast<int>(t & 1);
+    const int64_t q = (t - p) / 2;
+    const int16_t* jc = shape.js + (q + p - shape.j_lo) + shape.h_lo[p];
+    const int16_t* ic = shape.is + (shape.i_hi - q) + shape.h_lo[p];
+    Lanes c[K];
+    for (int j = 0; j < K; ++j) {
+      Lanes J, I;
+      std::memcpy(&J, jc + LANES * j, sizeof J);
+      std::memcpy(&I, ic + LANES * j, sizeof I);
+      const Lanes score = mismatches + (((J & I) != 0) & match_gain);
+      const Lanes diagonal = above2[j] + score;
+      const Lanes other = lower[p] ? __builtin_shuffle(j > 0 ? above[j - 1] : zero, above[j], up)
+                                   : __builtin_shuffle(above[j], j + 1 < K ? above[j + 1] : zero, down);
+      const Lanes gapped = (above[j] > other ? above[j] : other) - gaps;
+      Lanes cell = diagonal > gapped ? diagonal : gapped;
+      cell = cell > zero ? cell : zero;
+      c[j] = (cell < caps ? cell : caps) & band[p][j];
     }
-    row = c;
-    if (i < i1) {
-      std::memcpy(cells, &c, sizeof cells);
-      std::memcpy(out + (i - i0) * k, cells + (u1 - lo), static_cast<size_t>(k) * sizeof(int16_t));
+    int16_t* cells = out[p] + 1 + shape.h_lo[p];
+    Lanes most = zero;
+    for (int j = 0; j < K; ++j) {
+      std::memcpy(cells + LANES * j, &c[j], sizeof c[j]);
+      const Lanes seen = c[j] & window[p][j];
+      most = most > seen ? most : seen;
+      above2[j] = above[j];
+      above[j] = c[j];
     }
+    for (int d = LANES / 2; d > 0; d /= 2) {
+      Lanes half;
+      for (int16_t L = 0; L < LANES; ++L)
+        half[L] = static_cast<int16_t>((L + d) % LANES);
+      const Lanes other = __builtin_shuffle(most, half);
+      most = most > other ? most : other;
+    }
+    row(t, static_cast<const int16_t*>(out[p] + 1), static_cast<int32_t>(most[0]));
   }
 }
 #endif
@@ -240,7 +301,7 @@ SelfAlignmentBound::Band SelfAlignmentBound::band_of(uint32_t v1, uint32_t v2) c
 
 template <typename Row>
 void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowest, const Band& band, size_t margin,
-                                   Row row) const
+                                   Row row, bool in_lanes) const
 {
   // The residues in the walk's order: x(k) is first[k] forward and
   // first[n - 1 - k] backward. Cell (i, j) is the best prefix score of the
@@ -265,7 +326,9 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
       return BEYOND;
     return code_of(dir > 0 ? first[k] : first[n - 1 - static_cast<size_t>(k)]);
   };
-  std::vector<int16_t> js(static_cast<size_t>(j_hi - j_lo)), is(static_cast<size_t>(i_hi - i_lo + 1));
+  // (With the codes of 4 vectors of lanes to spare: see below.)
+  std::vector<int16_t> js(static_cast<size_t>(j_hi - j_lo + 4 * LANES)),
+      is(static_cast<size_t>(i_hi - i_lo + 1 + 4 * LANES));
   for (int64_t j = j_lo; j < j_hi; ++j)
     js[static_cast<size_t>(j - j_lo)] = x(j);
   for (int64_t i = i_hi; i >= i_lo; --i)
@@ -276,13 +339,37 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
   // which no gap from them can beat.
   const int64_t H = hi / 2 + 2;
   std::vector<int16_t> rows[6];
-  int64_t h_lo[2], h_hi[2];
+  int64_t h_lo[2], h_hi[2], window[2];
   for (int p = 0; p < 2; ++p) {
     h_lo[p] = (lo - p + 1) / 2;
     h_hi[p] = (hi - p) / 2;
+    window[p] = (lowest - p + 1) / 2;
   }
+  const int64_t window_width = (u2 - lowest) / 2 + 1;
+#ifdef TABLE_IN_LANES
+  // Bands of up to 4 vectors of lanes keep their antidiagonals in
+  // registers.
+  const int64_t lanes = std::max(h_hi[0] - h_lo[0], h_hi[1] - h_lo[1]) + 1;
+  if (in_lanes && lanes <= 4 * LANES && lanes_fit()) {
+    for (int p = 0; p < 2; ++p)
+      rows[p].assign(static_cast<size_t>(H + 2 + 4 * LANES), 0);
+    int16_t* const out[2] = {rows[0].data(), rows[1].data()};
+    const LanesShape shape{js.data(), is.data(), j_lo, i_hi, top, bottom, {h_lo[0], h_lo[1]}, {h_hi[0], h_hi[1]},
+                           {window[0], window[1]}, window_width, from_end};
+    const int16_t mismatch = static_cast<int16_t>(-mismatch_cost), gap = static_cast<int16_t>(gap_cost);
+    if (lanes <= LANES)
+      antidiagonals_in_lanes<1>(shape, out, mismatch, gap, cap, row);
+    else if (lanes <= 2 * LANES)
+      antidiagonals_in_lanes<2>(shape, out, mismatch, gap, cap, row);
+    else if (lanes <= 3 * LANES)
+      antidiagonals_in_lanes<3>(shape, out, mismatch, gap, cap, row);
+    else
+      antidiagonals_in_lanes<4>(shape, out, mismatch, gap, cap, row);
+    return;
+  }
+#endif
   for (std::vector<int16_t>& row : rows)
-    row.assign(static_cast<size_t>(H + 2), 0);
+    row.assign(static_cast<size_t>(H + 2 + BLOCK), 0);
   for (int64_t d = 1; d <= 2 && !from_end; ++d) {
     const int64_t t = top + d;
     std::fill(rows[t % 6].begin() + 1 + h_lo[t & 1], rows[t % 6].begin() + 2 + h_hi[t & 1], cap);
@@ -308,61 +395,12 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
     else
       antidiagonal(a + h_lo[p], b + h_lo[p], b2 + h_lo[p], jc + h_lo[p], ic + h_lo[p], c + h_lo[p], width, mismatch,
                    gap, cap);
-    row(t, static_cast<const int16_t*>(c));
+    row(t, static_cast<const int16_t*>(c), highest(c + window[p], window_width));
   }
-}
-
-SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch_by_rows(size_t b0, size_t b1, const Band& band) const
-{
-  std::vector<uint64_t> may((b1 - b0 + 63) / 64 * (u2 - u1 + 1));
-#ifdef TABLE_BY_ROWS
-  // The forward table's row b holds the cells of the seeds [b, b + u) at
-  // lag u; the backward one's row n - b - u those of the same seeds.
-  const int64_t lo = std::min<int64_t>(band.lo, u1), hi = std::max<int64_t>(band.hi, u2);
-  const int64_t k = u2 - u1 + 1, N = static_cast<int64_t>(n);
-  auto run = [&](int dir, int64_t i0, int64_t i1, std::vector<int16_t>& out) {
-    const int16_t cap = static_cast<int16_t>(band.cap(dir));
-    int64_t top = i1 + 2 * static_cast<int64_t>(cap);
-    const bool from_end = top + hi >= N;
-    if (from_end)
-      top = N; // its cells pair x(i + L) beyond the record: 0
-    std::vector<int16_t> x(static_cast<size_t>(top + hi + ROW_LANES - i0 + 1));
-    for (int64_t i = i0; i < std::min(N, i0 + static_cast<int64_t>(x.size())); ++i)
-      x[static_cast<size_t>(i - i0)] = code_of(dir > 0 ? first[i] : first[N - 1 - i]);
-    out.resize(static_cast<size_t>((i1 - i0) * k));
-    table_by_rows(x.data() - i0, top, i0, i1, lo, hi, u1, k, from_end ? 0 : cap, static_cast<int16_t>(-mismatch_cost),
-                  static_cast<int16_t>(gap_cost), cap, out.data());
-  };
-  std::vector<int16_t> forward, backward;
-  const int64_t r0 = N - std::min<int64_t>(N, static_cast<int64_t>(b1 + u2 - 1)), r1 = N - static_cast<int64_t>(b0 + u1) + 1;
-  run(-1, r0, r1, backward);
-  run(1, static_cast<int64_t>(b0), static_cast<int64_t>(b1), forward);
-  const size_t words = (b1 - b0 + 63) / 64;
-  for (int64_t u = u1; u <= u2; ++u) {
-    if (!bounded[u - u1])
-      continue;
-    const int32_t need = 2 * min_score[u];
-    for (int64_t b = static_cast<int64_t>(b0); b < static_cast<int64_t>(b1) && b + u < N; ++b) {
-      const int32_t f = forward[static_cast<size_t>((b - static_cast<int64_t>(b0)) * k + u - u1)];
-      const int32_t back = backward[static_cast<size_t>((N - b - u - r0) * k + u - u1)];
-      if (f + back >= need) {
-        const size_t i = static_cast<size_t>(b) - b0;
-        may[static_cast<size_t>(u - u1) * words + i / 64] |= uint64_t(1) << (i % 64);
-      }
-    }
-  }
-#else
-  (void)band;
-#endif
-  return ranges_of(may, b0, b1);
 }
 
 SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band) const
 {
-#ifdef TABLE_BY_ROWS
-  if (std::max<int64_t>(band.hi, u2) - std::min<int64_t>(band.lo, u1) < ROW_LANES && rows_fit())
-    return bound_stretch_by_rows(b0, b1, band);
-#endif
   // The seed [b, b + u) starts the forward table at (b, b + u), on
   // antidiagonal t = 2b + u, and the backward one at (n - b - u, n - b), on
   // 2n - t; on both its cell is h = (u - p) / 2, p the parity of t. The
@@ -370,26 +408,24 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
   const size_t seeds = b1 - b0;
   const int64_t t_lo = 2 * static_cast<int64_t>(b0) + u1, t_hi = 2 * static_cast<int64_t>(b1 - 1) + u2;
   const int64_t h0[2] = {(u1 + 1) / 2, u1 / 2}, width = (u2 - u1) / 2 + 1;
-  std::vector<int16_t> backward(static_cast<size_t>((t_hi - t_lo + 1) * width));
+  // (By whole blocks, with the cells beyond the range's unit lengths.)
+  const int64_t stride = (width + BLOCK - 1) / BLOCK * BLOCK;
+  std::vector<int16_t> backward(static_cast<size_t>((t_hi - t_lo + 1) * stride));
   // The highest backward cell of each antidiagonal, so that the forward
   // cells of most antidiagonals are seen to fall short without reading
   // their backward ones, which lie far out of the cache.
   std::vector<int16_t> backward_top(static_cast<size_t>(t_hi - t_lo + 1));
   const int64_t two_n = 2 * static_cast<int64_t>(n);
   const size_t r0 = n - std::min(n, b1 + u2 - 1), r1 = n - b0 - u1 + 1;
-  run_table(-1, r0, r1, u1, band, 2 * static_cast<size_t>(band.backward_cap), [&](int64_t t, const int16_t* c) {
+  run_table(-1, r0, r1, u1, band, 2 * static_cast<size_t>(band.backward_cap), [&](int64_t t, const int16_t* c,
+                                                                                  int32_t top) {
     const int64_t forward_t = two_n - t;
     if (forward_t < t_lo || forward_t > t_hi)
       return;
     const int p = static_cast<int>(t & 1);
     const int16_t* from = c + h0[p];
-    int16_t* to = backward.data() + (forward_t - t_lo) * width;
-    int16_t top = 0;
-    for (int64_t h = 0; h < width; ++h) { // short: no call
-      to[h] = from[h];
-      top = std::max(top, from[h]);
-    }
-    backward_top[static_cast<size_t>(forward_t - t_lo)] = top;
+    copy_blocks(from, backward.data() + (forward_t - t_lo) * stride, stride);
+    backward_top[static_cast<size_t>(forward_t - t_lo)] = static_cast<int16_t>(top);
   });
   // Twice the threshold per cell and parity; more than any cell where the
   // unit length is not bounded.
@@ -407,7 +443,8 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
   // A bit per unit length and seed that may reach the threshold.
   const size_t words = (seeds + 63) / 64, k = u2 - u1 + 1;
   std::vector<uint64_t> may(words * k);
-  run_table(1, b0, b1, u1, band, 2 * static_cast<size_t>(band.forward_cap), [&](int64_t t, const int16_t* c) {
+  run_table(1, b0, b1, u1, band, 2 * static_cast<size_t>(band.forward_cap), [&](int64_t t, const int16_t* c,
+                                                                                int32_t top) {
     if (t < t_lo || t > t_hi)
       return;
     const int p = static_cast<int>(t & 1);
@@ -417,10 +454,12 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
     const int64_t h_from = std::max<int64_t>(h0[p], q - static_cast<int64_t>(b1) + 1);
     const int64_t h_to = std::min<int64_t>({h0[p] + width - 1, q - static_cast<int64_t>(b0),
                                             static_cast<int64_t>(n) - 1 - q - p});
-    const int16_t* back = backward.data() + (t - t_lo) * width - h0[p];
+    const int16_t* back = backward.data() + (t - t_lo) * stride - h0[p];
     const int16_t* needed = need[p].data() - h0[p];
     const int64_t span = h_to - h_from + 1;
-    if (span <= 0 || highest(c + h_from, span) + backward_top[static_cast<size_t>(t - t_lo)] < least_need[p])
+    // (top, the highest cell of the range's unit lengths, is at least that
+    // of the seeds.)
+    if (span <= 0 || top + backward_top[static_cast<size_t>(t - t_lo)] < least_need[p])
       return;
     if (!(span >= WIDE ? wide_any_reaches(c + h_from, back + h_from, needed + h_from, span)
                        : any_reaches(c + h_from, back + h_from, needed + h_from, span)))
@@ -457,35 +496,19 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::ranges_of(const std::vector<uint6
 }
 
 template <int Dir>
-std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u, bool by_rows) const
+std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u, bool in_lanes) const
 {
   std::vector<int32_t> cells(n, INT32_MAX);
   const Band band = band_of(u, u);
   if (band.hi == 0 || u >= n)
     return cells;
-#ifdef TABLE_BY_ROWS
-  if (by_rows && band.hi - band.lo < ROW_LANES && rows_fit()) {
-    // From the record's end; row i holds the seed that starts there.
-    std::vector<int16_t> x(2 * n + ROW_LANES), out(n - u);
-    for (size_t i = 0; i < n; ++i)
-      x[i] = code_of(Dir > 0 ? first[i] : first[n - 1 - i]);
-    const int16_t cap = static_cast<int16_t>(band.cap(Dir));
-    table_by_rows(x.data(), static_cast<int64_t>(n), 0, static_cast<int64_t>(n - u), band.lo, band.hi, u, 1, 0,
-                  static_cast<int16_t>(-mismatch_cost), static_cast<int16_t>(gap_cost), cap, out.data());
-    for (size_t i = 0; i < n - u; ++i)
-      cells[Dir > 0 ? i : n - i - u] = out[i];
-    return cells;
-  }
-#else
-  (void)by_rows;
-#endif
-  run_table(Dir, 0, n - u, u, band, n, [&](int64_t t, const int16_t* c) {
+  run_table(Dir, 0, n - u, u, band, n, [&](int64_t t, const int16_t* c, int32_t) {
     // The start (i, i + u) on antidiagonal t = 2i + u.
     if ((t - u) % 2 == 0 && t >= u && t - u < 2 * static_cast<int64_t>(n - u)) {
       const size_t i = static_cast<size_t>((t - u) / 2);
       cells[Dir > 0 ? i : n - i - u] = c[(u - (t & 1)) / 2];
     }
-  });
+  }, in_lanes);
   return cells;
 }
 

@@ -86,25 +86,26 @@ class SelfAlignmentBound {
   // The cells at the starts of the seeds [b, b + u), by b, going forward
   // (Dir 1) or backward (-1), from a table run from the record's end:
   // each at least twice the score that the seed's extension gains that
-  // way, while below the threshold. For tests; by_rows runs the table by
-  // rows where it can, which must give the same cells.
+  // way, while below the threshold. For tests: in_lanes keeps narrow
+  // antidiagonals in lanes, which must give the same cells.
   template <int Dir>
-  std::vector<int32_t> cells_at_seeds(uint32_t u, bool by_rows = false) const;
+  std::vector<int32_t> cells_at_seeds(uint32_t u, bool in_lanes = false) const;
 
  private:
   struct Band;
   // Runs the table of the residues in the order of the walk Dir (1 or -1)
   // for the starts (i, i + u), i in [i0, i1), u from lowest on, from margin
-  // beyond i1, and hands each antidiagonal t to row(t, c): its cell of lag
-  // 2h + p (p the parity of t) is c[h].
+  // beyond i1, and hands each antidiagonal t to row(t, c, top): its cell of
+  // lag 2h + p (p the parity of t) is c[h], top the highest of its cells of
+  // lags from lowest to u2 (and one more of the other parity). in_lanes:
+  // keep narrow antidiagonals in lanes where the processor has them.
   template <typename Row>
-  void run_table(int dir, size_t i0, size_t i1, uint32_t lowest, const Band& band, size_t margin, Row row) const;
+  void run_table(int dir, size_t i0, size_t i1, uint32_t lowest, const Band& band, size_t margin, Row row,
+                 bool in_lanes = true) const;
   // Ranges of seeds by unit length, as in may_reach.
   using Ranges = std::vector<std::vector<uint32_t>>;
   // The seeds of [b0, b1) that may reach the threshold.
   Ranges bound_stretch(size_t b0, size_t b1, const Band& band) const;
-  // The same from tables run by rows, where the band is narrow enough.
-  Ranges bound_stretch_by_rows(size_t b0, size_t b1, const Band& band) const;
   // The ranges of the seeds [b0, b1) whose bits are set, by unit length.
   Ranges ranges_of(const std::vector<uint64_t>& may, size_t b0, size_t b1) const;
   // Appends the ranges of the next stretch.
