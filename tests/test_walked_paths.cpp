@@ -552,6 +552,28 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
   }
 }
 
+// The tables of long units, whose antidiagonals take up to 16 vectors of
+// lanes, have the same cells in lanes as through memory.
+TEST(SelfAlignmentBound, LongUnitCellsInLanesAreThoseOfPlainTables)
+{
+  for (int32_t indel : {-5, -2}) {
+    Settings settings;
+    settings.indel_score = indel;
+    const SearchSetup setup(settings);
+    for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch&,
+                                   AlignmentBound&) {
+      for (uint32_t u : {100u, 200u, 400u, 700u}) {
+        if (u >= text.size())
+          continue;
+        std::vector<int32_t> min_score(u + 1, static_cast<int32_t>(u));
+        const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u);
+        ASSERT_EQ(bound.cells_at_seeds<1>(u, true), bound.cells_at_seeds<1>(u)) << "text " << t << " unit " << u;
+        ASSERT_EQ(bound.cells_at_seeds<-1>(u, true), bound.cells_at_seeds<-1>(u)) << "text " << t << " unit " << u;
+      }
+    });
+  }
+}
+
 // The seeds that the bound built by stretches turns away all extend to
 // scores below the threshold, over stretches of 5 and 100 seeds, and
 // threads that share the stretches find the same; in random sequence it

@@ -113,22 +113,26 @@ WIDEST_LANES bool wide_any_reaches(const int16_t* c, const int16_t* back, const 
 // Narrow bands keep their antidiagonals in a few vectors of 32 lanes of 16
 // bits, where the processor has them.
 constexpr int64_t LANES = 32;
+// The most vectors of lanes an antidiagonal is kept in.
+constexpr int MAX_VECTORS = 16;
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
 #define TABLE_IN_LANES 1
 typedef int16_t Lanes __attribute__((vector_size(2 * LANES)));
 
 bool lanes_fit() { return __builtin_cpu_supports("x86-64-v4"); }
 
-// The antidiagonals of a table whose cells fit K vectors of lanes, kept in
-// registers from one antidiagonal to the next: a narrow antidiagonal run
-// through memory waits for the one above to come back from its stores.
-// Lane k of antidiagonal t holds cell h_lo[p] + k (p the parity of t); the
-// two cells above it that a gap comes from are lanes k and k + 1 of
-// antidiagonal t + 1, or k - 1 and k, as the parity and lo's parity give.
-// jc and ic are the codes as run_table reads them, with 32 K codes to
-// spare beyond the band; each antidiagonal is written to out[p] (index
-// h + 1, zero outside the band) and handed to row(t, out[p] + 1, top), top
-// the highest of its cells window[p] .. window[p] + window_width - 1.
+// The antidiagonals of a table whose cells fit K vectors of lanes: the one
+// above is kept in registers, so that a narrow antidiagonal never waits for
+// it to come back from its stores, and the one two above, the diagonal
+// step's, too where K is small, or else is read back from where it was
+// written. Lane k of antidiagonal t
+// holds cell h_lo[p] + k (p the parity of t); the two cells above it that a
+// gap comes from are lanes k and k + 1 of antidiagonal t + 1, or k - 1 and
+// k, as the parity and lo's parity give. jc and ic are the codes as
+// run_table reads them, with 32 K codes to spare beyond the band; each
+// antidiagonal is written to out[p] (index h + 1, zero outside the band)
+// and handed to row(t, out[p] + 1, top), top the highest of its cells
+// window[p] .. window[p] + window_width - 1.
 struct LanesShape {
   const int16_t* js;
   const int16_t* is;
@@ -140,43 +144,56 @@ __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const Lane
                                                                       int16_t mismatch, int16_t gap, int16_t cap,
                                                                       Row& row)
 {
+  // Few vectors keep the antidiagonal two above in registers too.
+  constexpr bool IN_REGISTERS = K <= 4;
   const Lanes zero = {};
   Lanes lane, down, up;
   for (int16_t L = 0; L < LANES; ++L) {
     lane[L] = L;
-    down[L] = static_cast<int16_t>(L + 1);           // of (v, next): lane k + 1
+    down[L] = static_cast<int16_t>(L + 1);       // of (v, next): lane k + 1
     up[L] = static_cast<int16_t>(L + LANES - 1); // of (before, v): lane k - 1
   }
-  Lanes band[2][K], window[2][K];
+  // Lanes in the band, of the last vector (the others are all in it); the
+  // window's vectors and lanes.
+  Lanes band[2], window[2][K];
   int lower[2]; // whether the second cell above is lane k - 1 rather than k + 1
+  int window_from[2], window_to[2];
   for (int p = 0; p < 2; ++p) {
+    band[p] = lane + static_cast<int16_t>(shape.h_lo[p] + LANES * (K - 1)) <= static_cast<int16_t>(shape.h_hi[p]);
+    const int64_t w0 = shape.window[p] - shape.h_lo[p], w1 = w0 + shape.window_width;
+    window_from[p] = static_cast<int>(w0 / LANES);
+    window_to[p] = static_cast<int>((w1 - 1) / LANES);
     for (int j = 0; j < K; ++j) {
-      const Lanes h = lane + static_cast<int16_t>(shape.h_lo[p] + LANES * j);
-      band[p][j] = h <= static_cast<int16_t>(shape.h_hi[p]);
-      window[p][j] = (h >= static_cast<int16_t>(shape.window[p])) &
-                     (h < static_cast<int16_t>(shape.window[p] + shape.window_width));
+      const Lanes k = lane + static_cast<int16_t>(LANES * j);
+      window[p][j] = (k >= static_cast<int16_t>(w0)) & (k < static_cast<int16_t>(w1));
     }
     lower[p] = (p ? shape.h_lo[1] - shape.h_lo[0] : shape.h_lo[0] - shape.h_lo[1] - 1) < 0;
   }
   const Lanes caps = zero + cap, gaps = zero + gap, mismatches = zero + mismatch;
   const Lanes match_gain = zero + static_cast<int16_t>(2 - mismatch);
-  // The antidiagonals t + 1 and t + 2.
+  // The antidiagonals top + 1 and top + 2, all at the edge.
+  const int16_t edge_cell = shape.from_end ? int16_t(0) : cap;
+  const Lanes edge = zero + edge_cell;
   Lanes above[K], above2[K];
-  for (int j = 0; j < K; ++j) {
-    const int16_t edge = shape.from_end ? 0 : cap;
-    above[j] = (zero + edge) & band[(shape.top + 1) & 1][j];
-    above2[j] = (zero + edge) & band[shape.top & 1][j];
-  }
+  for (int p = 0; p < 2; ++p)
+    for (int j = 0; j < K; ++j) {
+      const Lanes cells = j == K - 1 ? edge & band[p] : edge;
+      std::memcpy(out[p] + 1 + shape.h_lo[p] + LANES * j, &cells, sizeof cells);
+      (p == ((shape.top + 1) & 1) ? above : above2)[j] = cells;
+    }
   for (int64_t t = shape.top; t >= shape.bottom; --t) {
     const int p = static_cast<int>(t & 1);
     const int64_t q = (t - p) / 2;
     const int16_t* jc = shape.js + (q + p - shape.j_lo) + shape.h_lo[p];
     const int16_t* ic = shape.is + (shape.i_hi - q) + shape.h_lo[p];
+    int16_t* cells = out[p] + 1 + shape.h_lo[p];
     Lanes c[K];
     for (int j = 0; j < K; ++j) {
       Lanes J, I;
       std::memcpy(&J, jc + LANES * j, sizeof J);
       std::memcpy(&I, ic + LANES * j, sizeof I);
+      if constexpr (!IN_REGISTERS)
+        std::memcpy(&above2[j], cells + LANES * j, sizeof above2[j]);
       const Lanes score = mismatches + (((J & I) != 0) & match_gain);
       const Lanes diagonal = above2[j] + score;
       const Lanes other = lower[p] ? __builtin_shuffle(j > 0 ? above[j - 1] : zero, above[j], up)
@@ -184,15 +201,18 @@ __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const Lane
       const Lanes gapped = (above[j] > other ? above[j] : other) - gaps;
       Lanes cell = diagonal > gapped ? diagonal : gapped;
       cell = cell > zero ? cell : zero;
-      c[j] = (cell < caps ? cell : caps) & band[p][j];
+      cell = cell < caps ? cell : caps;
+      c[j] = j == K - 1 ? cell & band[p] : cell;
     }
-    int16_t* cells = out[p] + 1 + shape.h_lo[p];
     Lanes most = zero;
     for (int j = 0; j < K; ++j) {
       std::memcpy(cells + LANES * j, &c[j], sizeof c[j]);
-      const Lanes seen = c[j] & window[p][j];
-      most = most > seen ? most : seen;
-      above2[j] = above[j];
+      if (j >= window_from[p] && j <= window_to[p]) {
+        const Lanes seen = c[j] & window[p][j];
+        most = most > seen ? most : seen;
+      }
+      if constexpr (IN_REGISTERS)
+        above2[j] = above[j];
       above[j] = c[j];
     }
     for (int d = LANES / 2; d > 0; d /= 2) {
@@ -204,6 +224,17 @@ __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const Lane
     }
     row(t, static_cast<const int16_t*>(out[p] + 1), static_cast<int32_t>(most[0]));
   }
+}
+
+// The same with K vectors of lanes, K from K0 to MAX_VECTORS.
+template <int K0, typename Row>
+void antidiagonals_in_vectors(int K, const LanesShape& shape, int16_t* const out[2], int16_t mismatch, int16_t gap,
+                              int16_t cap, Row& row)
+{
+  if (K == K0)
+    antidiagonals_in_lanes<K0>(shape, out, mismatch, gap, cap, row);
+  else if constexpr (K0 < MAX_VECTORS)
+    antidiagonals_in_vectors<K0 + 1>(K, shape, out, mismatch, gap, cap, row);
 }
 #endif
 
@@ -326,9 +357,9 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
       return BEYOND;
     return code_of(dir > 0 ? first[k] : first[n - 1 - static_cast<size_t>(k)]);
   };
-  // (With the codes of 4 vectors of lanes to spare: see below.)
-  std::vector<int16_t> js(static_cast<size_t>(j_hi - j_lo + 4 * LANES)),
-      is(static_cast<size_t>(i_hi - i_lo + 1 + 4 * LANES));
+  // (With the codes of MAX_VECTORS vectors of lanes to spare: see below.)
+  std::vector<int16_t> js(static_cast<size_t>(j_hi - j_lo + MAX_VECTORS * LANES)),
+      is(static_cast<size_t>(i_hi - i_lo + 1 + MAX_VECTORS * LANES));
   for (int64_t j = j_lo; j < j_hi; ++j)
     js[static_cast<size_t>(j - j_lo)] = x(j);
   for (int64_t i = i_hi; i >= i_lo; --i)
@@ -347,24 +378,17 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
   }
   const int64_t window_width = (u2 - lowest) / 2 + 1;
 #ifdef TABLE_IN_LANES
-  // Bands of up to 4 vectors of lanes keep their antidiagonals in
-  // registers.
+  // Bands of up to MAX_VECTORS vectors of lanes keep their antidiagonals in
+  // lanes.
   const int64_t lanes = std::max(h_hi[0] - h_lo[0], h_hi[1] - h_lo[1]) + 1;
-  if (in_lanes && lanes <= 4 * LANES && lanes_fit()) {
+  if (in_lanes && lanes <= MAX_VECTORS * LANES && lanes_fit()) {
     for (int p = 0; p < 2; ++p)
-      rows[p].assign(static_cast<size_t>(H + 2 + 4 * LANES), 0);
+      rows[p].assign(static_cast<size_t>(H + 2 + MAX_VECTORS * LANES), 0);
     int16_t* const out[2] = {rows[0].data(), rows[1].data()};
     const LanesShape shape{js.data(), is.data(), j_lo, i_hi, top, bottom, {h_lo[0], h_lo[1]}, {h_hi[0], h_hi[1]},
                            {window[0], window[1]}, window_width, from_end};
-    const int16_t mismatch = static_cast<int16_t>(-mismatch_cost), gap = static_cast<int16_t>(gap_cost);
-    if (lanes <= LANES)
-      antidiagonals_in_lanes<1>(shape, out, mismatch, gap, cap, row);
-    else if (lanes <= 2 * LANES)
-      antidiagonals_in_lanes<2>(shape, out, mismatch, gap, cap, row);
-    else if (lanes <= 3 * LANES)
-      antidiagonals_in_lanes<3>(shape, out, mismatch, gap, cap, row);
-    else
-      antidiagonals_in_lanes<4>(shape, out, mismatch, gap, cap, row);
+    antidiagonals_in_vectors<1>(static_cast<int>((lanes + LANES - 1) / LANES), shape, out,
+                                static_cast<int16_t>(-mismatch_cost), static_cast<int16_t>(gap_cost), cap, row);
     return;
   }
 #endif
