@@ -593,7 +593,7 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
       uint32_t u1, u2;
       std::vector<uint32_t> units;
     };
-    for (const Range& range : {Range{6, 11, {6, 7, 11}}, Range{12, 64, {12, 16, 23, 31, 47, 64}}}) {
+    for (const Range& range : {Range{3, 5, {3, 4, 5}}, Range{6, 11, {6, 7, 11}}, Range{12, 64, {12, 16, 23, 31, 47, 64}}}) {
       for (size_t stretch : {size_t(5), size_t(100)}) {
         const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), range.u1, range.u2, nullptr, stretch);
         const SelfAlignmentBound shared(s, end, setup.scoring, min_score.data(), range.u1, range.u2, &pool, stretch);
