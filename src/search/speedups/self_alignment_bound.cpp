@@ -116,15 +116,21 @@ WIDEST_LANES bool wide_any_reaches(const int16_t* c, const int16_t* back, const 
 // Narrow bands keep their antidiagonals in a few vectors of 32 lanes of 16
 // bits, where the processor has them.
 constexpr int64_t LANES = 32;
-// The most vectors of lanes an antidiagonal is kept in.
-constexpr int MAX_VECTORS = 16;
+// The most vectors of lanes an antidiagonal is kept in, or of half vectors
+// for bands of up to 128 lanes (measured: up to 8 half vectors are a tenth
+// quicker than whole ones with the default units, up to 32 slower with
+// units up to 500).
+constexpr int MAX_VECTORS = 16, MAX_HALVES = 8;
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
 #define TABLE_IN_LANES 1
 typedef int16_t Lanes __attribute__((vector_size(2 * LANES)));
+// Narrow bands take half vectors, which cost half as much where the
+// processor splits its widest ones in two.
+typedef int16_t HalfLanes __attribute__((vector_size(LANES)));
 
 bool lanes_fit() { return __builtin_cpu_supports("x86-64-v4"); }
 
-// The antidiagonals of a table whose cells fit K vectors of lanes: the one
+// The antidiagonals of a table whose cells fit K vectors V of lanes: the one
 // above is kept in registers, so that a narrow antidiagonal never waits for
 // it to come back from its stores, and the one two above, the diagonal
 // step's, too where K is small, or else is read back from where it was
@@ -142,57 +148,69 @@ struct LanesShape {
   int64_t j_lo, i_hi, top, bottom, h_lo[2], h_hi[2], window[2], window_width;
   bool from_end;
 };
-// The highest of 32 lanes of cells (never negative): by halves down to 8
-// lanes, then as the lowest of their complements.
+// The highest of 32 or 16 lanes of cells (never negative): by halves down
+// to 8 lanes, then as the lowest of their complements.
+__attribute__((target("arch=x86-64-v4"), always_inline)) inline int32_t highest_of_8(__m128i eighths)
+{
+  return 0xffff - _mm_extract_epi16(_mm_minpos_epu16(_mm_xor_si128(eighths, _mm_set1_epi16(-1))), 0);
+}
+__attribute__((target("arch=x86-64-v4"), always_inline)) inline int32_t highest_lane(HalfLanes x)
+{
+  __m256i v;
+  std::memcpy(&v, &x, sizeof v);
+  return highest_of_8(_mm_max_epu16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
+}
 __attribute__((target("arch=x86-64-v4"), always_inline)) inline int32_t highest_lane(Lanes x)
 {
   __m512i v;
   std::memcpy(&v, &x, sizeof v);
   const __m256i quarters = _mm256_max_epu16(_mm512_castsi512_si256(v), _mm512_extracti64x4_epi64(v, 1));
-  const __m128i eighths = _mm_max_epu16(_mm256_castsi256_si128(quarters), _mm256_extracti128_si256(quarters, 1));
-  return 0xffff - _mm_extract_epi16(_mm_minpos_epu16(_mm_xor_si128(eighths, _mm_set1_epi16(-1))), 0);
+  HalfLanes half;
+  std::memcpy(&half, &quarters, sizeof half);
+  return highest_lane(half);
 }
 
-template <int K, typename Row>
+template <int K, typename V, typename Row>
 __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const LanesShape& shape, int16_t* const out[2],
                                                                       int16_t mismatch, int16_t gap, int16_t cap,
                                                                       Row& row)
 {
-  // Few vectors keep the antidiagonal two above in registers too.
-  constexpr bool IN_REGISTERS = K <= 4;
-  const Lanes zero = {};
-  Lanes lane, down, up;
-  for (int16_t L = 0; L < LANES; ++L) {
+  constexpr int W = sizeof(V) / sizeof(int16_t); // lanes per vector
+  // Narrow bands keep the antidiagonal two above in registers too.
+  constexpr bool IN_REGISTERS = K * W <= 4 * LANES;
+  const V zero = {};
+  V lane, down, up;
+  for (int16_t L = 0; L < W; ++L) {
     lane[L] = L;
     down[L] = static_cast<int16_t>(L + 1);       // of (v, next): lane k + 1
-    up[L] = static_cast<int16_t>(L + LANES - 1); // of (before, v): lane k - 1
+    up[L] = static_cast<int16_t>(L + W - 1); // of (before, v): lane k - 1
   }
-  // Lanes in the band, of the last vector (the others are all in it); the
+  // V in the band, of the last vector (the others are all in it); the
   // window's vectors and lanes.
-  Lanes band[2], window[2][K];
+  V band[2], window[2][K];
   int lower[2]; // whether the second cell above is lane k - 1 rather than k + 1
   int window_from[2], window_to[2];
   for (int p = 0; p < 2; ++p) {
-    band[p] = lane + static_cast<int16_t>(shape.h_lo[p] + LANES * (K - 1)) <= static_cast<int16_t>(shape.h_hi[p]);
+    band[p] = lane + static_cast<int16_t>(shape.h_lo[p] + W * (K - 1)) <= static_cast<int16_t>(shape.h_hi[p]);
     const int64_t w0 = shape.window[p] - shape.h_lo[p], w1 = w0 + shape.window_width;
-    window_from[p] = static_cast<int>(w0 / LANES);
-    window_to[p] = static_cast<int>((w1 - 1) / LANES);
+    window_from[p] = static_cast<int>(w0 / W);
+    window_to[p] = static_cast<int>((w1 - 1) / W);
     for (int j = 0; j < K; ++j) {
-      const Lanes k = lane + static_cast<int16_t>(LANES * j);
+      const V k = lane + static_cast<int16_t>(W * j);
       window[p][j] = (k >= static_cast<int16_t>(w0)) & (k < static_cast<int16_t>(w1));
     }
     lower[p] = (p ? shape.h_lo[1] - shape.h_lo[0] : shape.h_lo[0] - shape.h_lo[1] - 1) < 0;
   }
-  const Lanes caps = zero + cap, gaps = zero + gap, mismatches = zero + mismatch;
-  const Lanes match_gain = zero + static_cast<int16_t>(2 - mismatch);
+  const V caps = zero + cap, gaps = zero + gap, mismatches = zero + mismatch;
+  const V match_gain = zero + static_cast<int16_t>(2 - mismatch);
   // The antidiagonals top + 1 and top + 2, all at the edge.
   const int16_t edge_cell = shape.from_end ? int16_t(0) : cap;
-  const Lanes edge = zero + edge_cell;
-  Lanes above[K], above2[K];
+  const V edge = zero + edge_cell;
+  V above[K], above2[K];
   for (int p = 0; p < 2; ++p)
     for (int j = 0; j < K; ++j) {
-      const Lanes cells = j == K - 1 ? edge & band[p] : edge;
-      std::memcpy(out[p] + 1 + shape.h_lo[p] + LANES * j, &cells, sizeof cells);
+      const V cells = j == K - 1 ? edge & band[p] : edge;
+      std::memcpy(out[p] + 1 + shape.h_lo[p] + W * j, &cells, sizeof cells);
       (p == ((shape.top + 1) & 1) ? above : above2)[j] = cells;
     }
   for (int64_t t = shape.top; t >= shape.bottom; --t) {
@@ -201,28 +219,28 @@ __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const Lane
     const int16_t* jc = shape.js + (q + p - shape.j_lo) + shape.h_lo[p];
     const int16_t* ic = shape.is + (shape.i_hi - q) + shape.h_lo[p];
     int16_t* cells = out[p] + 1 + shape.h_lo[p];
-    Lanes c[K];
+    V c[K];
     for (int j = 0; j < K; ++j) {
-      Lanes J, I;
-      std::memcpy(&J, jc + LANES * j, sizeof J);
-      std::memcpy(&I, ic + LANES * j, sizeof I);
+      V J, I;
+      std::memcpy(&J, jc + W * j, sizeof J);
+      std::memcpy(&I, ic + W * j, sizeof I);
       if constexpr (!IN_REGISTERS)
-        std::memcpy(&above2[j], cells + LANES * j, sizeof above2[j]);
-      const Lanes score = mismatches + (((J & I) != 0) & match_gain);
-      const Lanes diagonal = above2[j] + score;
-      const Lanes other = lower[p] ? __builtin_shuffle(j > 0 ? above[j - 1] : zero, above[j], up)
+        std::memcpy(&above2[j], cells + W * j, sizeof above2[j]);
+      const V score = mismatches + (((J & I) != 0) & match_gain);
+      const V diagonal = above2[j] + score;
+      const V other = lower[p] ? __builtin_shuffle(j > 0 ? above[j - 1] : zero, above[j], up)
                                    : __builtin_shuffle(above[j], j + 1 < K ? above[j + 1] : zero, down);
-      const Lanes gapped = (above[j] > other ? above[j] : other) - gaps;
-      Lanes cell = diagonal > gapped ? diagonal : gapped;
+      const V gapped = (above[j] > other ? above[j] : other) - gaps;
+      V cell = diagonal > gapped ? diagonal : gapped;
       cell = cell > zero ? cell : zero;
       cell = cell < caps ? cell : caps;
       c[j] = j == K - 1 ? cell & band[p] : cell;
     }
-    Lanes most = zero;
+    V most = zero;
     for (int j = 0; j < K; ++j) {
-      std::memcpy(cells + LANES * j, &c[j], sizeof c[j]);
+      std::memcpy(cells + W * j, &c[j], sizeof c[j]);
       if (j >= window_from[p] && j <= window_to[p]) {
-        const Lanes seen = c[j] & window[p][j];
+        const V seen = c[j] & window[p][j];
         most = most > seen ? most : seen;
       }
       if constexpr (IN_REGISTERS)
@@ -233,15 +251,15 @@ __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const Lane
   }
 }
 
-// The same with K vectors of lanes, K from K0 to MAX_VECTORS.
-template <int K0, typename Row>
+// The same with K vectors V of lanes, K from K0 to most.
+template <typename V, int K0, int most, typename Row>
 void antidiagonals_in_vectors(int K, const LanesShape& shape, int16_t* const out[2], int16_t mismatch, int16_t gap,
                               int16_t cap, Row& row)
 {
   if (K == K0)
-    antidiagonals_in_lanes<K0>(shape, out, mismatch, gap, cap, row);
-  else if constexpr (K0 < MAX_VECTORS)
-    antidiagonals_in_vectors<K0 + 1>(K, shape, out, mismatch, gap, cap, row);
+    antidiagonals_in_lanes<K0, V>(shape, out, mismatch, gap, cap, row);
+  else if constexpr (K0 < most)
+    antidiagonals_in_vectors<V, K0 + 1, most>(K, shape, out, mismatch, gap, cap, row);
 }
 #endif
 
@@ -394,8 +412,13 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
     int16_t* const out[2] = {rows[0].data(), rows[1].data()};
     const LanesShape shape{js.data(), is.data(), j_lo, i_hi, top, bottom, {h_lo[0], h_lo[1]}, {h_hi[0], h_hi[1]},
                            {window[0], window[1]}, window_width, from_end};
-    antidiagonals_in_vectors<1>(static_cast<int>((lanes + LANES - 1) / LANES), shape, out,
-                                static_cast<int16_t>(-mismatch_cost), static_cast<int16_t>(gap_cost), cap, row);
+    const int16_t mismatch = static_cast<int16_t>(-mismatch_cost), gap = static_cast<int16_t>(gap_cost);
+    if (lanes <= MAX_HALVES * LANES / 2)
+      antidiagonals_in_vectors<HalfLanes, 1, MAX_HALVES>(static_cast<int>((lanes + LANES / 2 - 1) / (LANES / 2)), shape,
+                                                         out, mismatch, gap, cap, row);
+    else
+      antidiagonals_in_vectors<Lanes, 1, MAX_VECTORS>(static_cast<int>((lanes + LANES - 1) / LANES), shape, out,
+                                                      mismatch, gap, cap, row);
     return;
   }
 #endif
