@@ -130,18 +130,18 @@ typedef int16_t HalfLanes __attribute__((vector_size(LANES)));
 
 bool lanes_fit() { return __builtin_cpu_supports("x86-64-v4"); }
 
-// The antidiagonals of a table whose cells fit K vectors V of lanes: the one
-// above is kept in registers, so that a narrow antidiagonal never waits for
-// it to come back from its stores, and the one two above, the diagonal
-// step's, too where K is small, or else is read back from where it was
-// written. Lane k of antidiagonal t
-// holds cell h_lo[p] + k (p the parity of t); the two cells above it that a
-// gap comes from are lanes k and k + 1 of antidiagonal t + 1, or k - 1 and
-// k, as the parity and lo's parity give. jc and ic are the codes as
-// run_table reads them, with 32 K codes to spare beyond the band; each
-// antidiagonal is written to out[p] (index h + 1, zero outside the band)
-// and handed to row(t, out[p] + 1, top), top the highest of its cells
-// window[p] .. window[p] + window_width - 1.
+// The antidiagonals of a table whose cells fit K vectors V of lanes: the
+// one above is kept in registers, so that a narrow antidiagonal never waits
+// for it to come back from its stores, and the one two above, the diagonal
+// step's, too where the band is narrow, or else is read back from where it
+// was written. Lane k of antidiagonal t holds cell h_lo[p] + k (p the
+// parity of t); the two cells above it that a gap comes from are lanes k
+// and k + 1 of antidiagonal t + 1, or k - 1 and k, as the parity and lo's
+// parity give. jc and ic are the codes as run_table reads them, with K
+// vectors of codes to spare beyond the band; each antidiagonal is written
+// to out[p] (index h + 1, zero outside the band) and handed to row(t,
+// out[p] + 1, top), top the highest of its cells window[p] .. window[p] +
+// window_width - 1.
 struct LanesShape {
   const int16_t* js;
   const int16_t* is;
