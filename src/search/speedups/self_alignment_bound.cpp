@@ -150,6 +150,10 @@ struct LanesShape {
 };
 // The highest of 32 or 16 lanes of cells (never negative): by halves down
 // to 8 lanes, then as the lowest of their complements.
+// (g++ 12 takes the undefined lanes inside its own intrinsics for
+// uninitialized ones in sanitized builds.)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 __attribute__((target("arch=x86-64-v4"), always_inline)) inline int32_t highest_of_8(__m128i eighths)
 {
   return 0xffff - _mm_extract_epi16(_mm_minpos_epu16(_mm_xor_si128(eighths, _mm_set1_epi16(-1))), 0);
@@ -169,6 +173,7 @@ __attribute__((target("arch=x86-64-v4"), always_inline)) inline int32_t highest_
   std::memcpy(&half, &quarters, sizeof half);
   return highest_lane(half);
 }
+#pragma GCC diagnostic pop
 
 template <int K, typename V, typename Row>
 __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const LanesShape& shape, int16_t* const out[2],
