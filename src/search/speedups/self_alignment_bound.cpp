@@ -211,7 +211,7 @@ __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const Lane
   // The antidiagonals top + 1 and top + 2, all at the edge.
   const int16_t edge_cell = shape.from_end ? int16_t(0) : cap;
   const V edge = zero + edge_cell;
-  V above[K], above2[K];
+  V above[K] = {}, above2[K] = {};
   for (int p = 0; p < 2; ++p)
     for (int j = 0; j < K; ++j) {
       const V cells = j == K - 1 ? edge & band[p] : edge;
