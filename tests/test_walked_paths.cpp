@@ -525,11 +525,15 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
         for (int k = 0; k < 2; ++k) {
           min_score[u] = thresholds[k];
           const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u);
-          forward[k] = bound.cells_at_seeds<1>(u);
-          backward[k] = bound.cells_at_seeds<-1>(u);
-          // The table run with its antidiagonals in lanes has the same cells.
-          ASSERT_EQ(bound.cells_at_seeds<1>(u, true), forward[k]) << "text " << t << " unit " << u;
-          ASSERT_EQ(bound.cells_at_seeds<-1>(u, true), backward[k]) << "text " << t << " unit " << u;
+          std::vector<int32_t> tops[2], tops_in_lanes[2];
+          forward[k] = bound.cells_at_seeds<1>(u, false, &tops[0]);
+          backward[k] = bound.cells_at_seeds<-1>(u, false, &tops[1]);
+          // The table run with its antidiagonals in lanes has the same cells
+          // and hands on the same highest ones.
+          ASSERT_EQ(bound.cells_at_seeds<1>(u, true, &tops_in_lanes[0]), forward[k]) << "text " << t << " unit " << u;
+          ASSERT_EQ(bound.cells_at_seeds<-1>(u, true, &tops_in_lanes[1]), backward[k]) << "text " << t << " unit " << u;
+          ASSERT_EQ(tops_in_lanes[0], tops[0]) << "text " << t << " unit " << u;
+          ASSERT_EQ(tops_in_lanes[1], tops[1]) << "text " << t << " unit " << u;
         }
         for (size_t b = (t + u) % 4; b + u < text.size(); b += 4) {
           if (text.find('N', b) < b + u)
@@ -553,7 +557,7 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
 }
 
 // The tables of long units, whose antidiagonals take up to 16 vectors of
-// lanes, have the same cells in lanes as through memory.
+// lanes, have the same cells and highest cells in lanes as through memory.
 TEST(SelfAlignmentBound, LongUnitCellsInLanesAreThoseOfPlainTables)
 {
   for (int32_t indel : {-5, -2}) {
@@ -567,7 +571,10 @@ TEST(SelfAlignmentBound, LongUnitCellsInLanesAreThoseOfPlainTables)
           continue;
         std::vector<int32_t> min_score(u + 1, static_cast<int32_t>(u));
         const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u);
-        ASSERT_EQ(bound.cells_at_seeds<1>(u, true), bound.cells_at_seeds<1>(u)) << "text " << t << " unit " << u;
+        std::vector<int32_t> tops, tops_in_lanes;
+        ASSERT_EQ(bound.cells_at_seeds<1>(u, true, &tops_in_lanes), bound.cells_at_seeds<1>(u, false, &tops))
+            << "text " << t << " unit " << u;
+        ASSERT_EQ(tops_in_lanes, tops) << "text " << t << " unit " << u;
         ASSERT_EQ(bound.cells_at_seeds<-1>(u, true), bound.cells_at_seeds<-1>(u)) << "text " << t << " unit " << u;
       }
     });
@@ -593,7 +600,8 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
       uint32_t u1, u2;
       std::vector<uint32_t> units;
     };
-    for (const Range& range : {Range{3, 5, {3, 4, 5}}, Range{6, 11, {6, 7, 11}}, Range{12, 64, {12, 16, 23, 31, 47, 64}}}) {
+    for (const Range& range :
+         {Range{3, 5, {3, 4, 5}}, Range{6, 11, {6, 7, 11}}, Range{12, 64, {12, 16, 23, 31, 47, 64}}}) {
       for (size_t stretch : {size_t(5), size_t(100)}) {
         const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), range.u1, range.u2, nullptr, stretch);
         const SelfAlignmentBound shared(s, end, setup.scoring, min_score.data(), range.u1, range.u2, &pool, stretch);

@@ -94,8 +94,8 @@ __attribute__((always_inline)) inline void copy_blocks(const int16_t* from, int1
 
 // The same for wide antidiagonals (long units), made for the widest vector
 // lanes the processor has, chosen when the program starts; narrow ones are
-// quicker inlined, or kept in lanes (below). (The choice runs before ThreadSanitizer is ready, so its
-// builds keep one plain version.)
+// quicker inlined, or kept in lanes (below). (The choice runs before
+// ThreadSanitizer is ready, so its builds keep one plain version.)
 constexpr int64_t WIDE = 64;
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__)
 #define WIDEST_LANES __attribute__((target_clones("arch=x86-64-v4", "avx2", "default")))
@@ -187,11 +187,11 @@ __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const Lane
   V lane, down, up;
   for (int16_t L = 0; L < W; ++L) {
     lane[L] = L;
-    down[L] = static_cast<int16_t>(L + 1);       // of (v, next): lane k + 1
+    down[L] = static_cast<int16_t>(L + 1); // of (v, next): lane k + 1
     up[L] = static_cast<int16_t>(L + W - 1); // of (before, v): lane k - 1
   }
-  // V in the band, of the last vector (the others are all in it); the
-  // window's vectors and lanes.
+  // The lanes in the band, of the last vector (the others are all in it);
+  // the window's vectors and lanes.
   V band[2], window[2][K];
   int lower[2]; // whether the second cell above is lane k - 1 rather than k + 1
   int window_from[2], window_to[2];
@@ -234,7 +234,7 @@ __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const Lane
       const V score = mismatches + (((J & I) != 0) & match_gain);
       const V diagonal = above2[j] + score;
       const V other = lower[p] ? __builtin_shuffle(j > 0 ? above[j - 1] : zero, above[j], up)
-                                   : __builtin_shuffle(above[j], j + 1 < K ? above[j + 1] : zero, down);
+                               : __builtin_shuffle(above[j], j + 1 < K ? above[j + 1] : zero, down);
       const V gapped = (above[j] > other ? above[j] : other) - gaps;
       V cell = diagonal > gapped ? diagonal : gapped;
       cell = cell > zero ? cell : zero;
@@ -555,13 +555,17 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::ranges_of(const std::vector<uint6
 }
 
 template <int Dir>
-std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u, bool in_lanes) const
+std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u, bool in_lanes, std::vector<int32_t>* tops) const
 {
   std::vector<int32_t> cells(n, INT32_MAX);
   const Band band = band_of(u, u);
   if (band.hi == 0 || u >= n)
     return cells;
-  run_table(Dir, 0, n - u, u, band, n, [&](int64_t t, const int16_t* c, int32_t) {
+  if (tops)
+    tops->assign(2 * n + 2, -1);
+  run_table(Dir, 0, n - u, u, band, n, [&](int64_t t, const int16_t* c, int32_t top) {
+    if (tops)
+      (*tops)[static_cast<size_t>(t)] = top;
     // The start (i, i + u) on antidiagonal t = 2i + u.
     if ((t - u) % 2 == 0 && t >= u && t - u < 2 * static_cast<int64_t>(n - u)) {
       const size_t i = static_cast<size_t>((t - u) / 2);
@@ -571,5 +575,5 @@ std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u, bool in_lane
   return cells;
 }
 
-template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<1>(uint32_t, bool) const;
-template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<-1>(uint32_t, bool) const;
+template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<1>(uint32_t, bool, std::vector<int32_t>*) const;
+template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<-1>(uint32_t, bool, std::vector<int32_t>*) const;

@@ -87,9 +87,10 @@ class SelfAlignmentBound {
   // (Dir 1) or backward (-1), from a table run from the record's end:
   // each at least twice the score that the seed's extension gains that
   // way, while below the threshold. For tests: in_lanes keeps narrow
-  // antidiagonals in lanes, which must give the same cells.
+  // antidiagonals in lanes, which must give the same cells; tops, if
+  // given, gets the highest cell of lag u (and u + 1) of each antidiagonal.
   template <int Dir>
-  std::vector<int32_t> cells_at_seeds(uint32_t u, bool in_lanes = false) const;
+  std::vector<int32_t> cells_at_seeds(uint32_t u, bool in_lanes = false, std::vector<int32_t>* tops = nullptr) const;
 
  private:
   struct Band;
