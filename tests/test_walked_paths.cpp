@@ -366,12 +366,16 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
 // Rows made in vector lanes, where the processor has them, give the scores
 // of rows made cell by cell: for single seeds and runs of seeds, each way,
 // with an N among the residues and under scorings with cheap and dear gaps.
+// Lanes of 32 bits serve where the scores may grow without end, lanes of 16
+// bits where they stay within bounds (here up to enough); gaps of -1000 are
+// the dearest those take, and -1001 goes back to 32 bits.
 TEST(AlignmentBound, RowsInLanesGiveTheScoresOfPlainRows)
 {
   struct Scoring {
     int32_t mismatch, indel;
   };
-  for (const Scoring& sc : {Scoring{-7, -7}, Scoring{-3, -7}, Scoring{-8, -2}}) {
+  for (const Scoring& sc : {Scoring{-7, -7}, Scoring{-3, -7}, Scoring{-8, -2}, Scoring{-1000, -1000},
+                            Scoring{-2, -1001}}) {
     Settings settings;
     settings.mismatch_score = sc.mismatch;
     settings.indel_score = sc.indel;
@@ -390,6 +394,14 @@ TEST(AlignmentBound, RowsInLanesGiveTheScoresOfPlainRows)
           ASSERT_EQ(lanes.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, 3, floor, INT64_MAX),
                     plain.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, 3, floor, INT64_MAX))
               << "text " << t << " unit " << u << " seed " << b;
+          for (const int64_t enough : {int64_t(u), int64_t(16000)}) {
+            ASSERT_EQ(lanes.best_score<1>(ue, ub, ub, ue, end, 0, -16000, enough),
+                      plain.best_score<1>(ue, ub, ub, ue, end, 0, -16000, enough))
+                << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
+            ASSERT_EQ(lanes.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, -3, floor, enough),
+                      plain.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, -3, floor, enough))
+                << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
+          }
           const uint32_t k = std::max(u / 4, 1u);
           ASSERT_EQ(lanes.stretch_falls_short(ub, k, u, static_cast<int32_t>(u)),
                     plain.stretch_falls_short(ub, k, u, static_cast<int32_t>(u)))

@@ -66,16 +66,38 @@ Carried carry_and_cut(int32_t* r, size_t width, int32_t gap, int32_t low, size_t
 #define IN_LANES __attribute__((target("arch=x86-64-v4")))
 
 // One block of 16 cells: each takes the carry from the cells before it in
-// the block, by doubling steps, and from the block before (carry).
-IN_LANES __attribute__((always_inline)) inline __m512i carry_block(__m512i x, int32_t carry, int32_t gap)
+// the block, by doubling steps, and from the block before (carry, in every
+// lane; steps holds gap times the lane). The carry stays in a vector from
+// block to block: through memory it would wait on the store of the block.
+IN_LANES __attribute__((always_inline)) inline __m512i carry_block(__m512i x, __m512i carry, __m512i steps,
+                                                                   int32_t gap)
 {
   const __m512i dead = _mm512_set1_epi32(DEAD), one = _mm512_set1_epi32(gap);
-  const __m512i steps = _mm512_mullo_epi32(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15), one);
   x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 15), one));
   x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 14), _mm512_set1_epi32(2 * gap)));
   x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 12), _mm512_set1_epi32(4 * gap)));
   x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 8), _mm512_set1_epi32(8 * gap)));
-  return _mm512_max_epi32(x, _mm512_add_epi32(_mm512_set1_epi32(carry), steps));
+  return _mm512_max_epi32(x, _mm512_add_epi32(carry, steps));
+}
+
+// The carry past lane last of a block, in every lane. A lane is never below
+// DEAD by more than two gaps, so neither is the carry.
+IN_LANES __attribute__((always_inline)) inline __m512i carry_past(__m512i x, size_t last, int32_t gap)
+{
+  return _mm512_add_epi32(_mm512_permutexvar_epi32(_mm512_set1_epi32(static_cast<int32_t>(last)), x),
+                          _mm512_set1_epi32(gap));
+}
+
+IN_LANES __attribute__((always_inline)) inline __m512i gap_steps(int32_t gap)
+{
+  return _mm512_mullo_epi32(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
+                            _mm512_set1_epi32(gap));
+}
+
+// The carry of a vector as a cell: clamped to DEAD.
+IN_LANES __attribute__((always_inline)) inline int32_t carry_cell(__m512i carry)
+{
+  return std::max(_mm_cvtsi128_si32(_mm512_castsi512_si128(carry)), DEAD);
 }
 
 // The cut of the lanes of a block of cells from j on to the floor (low):
@@ -97,17 +119,18 @@ IN_LANES __attribute__((always_inline)) inline __m512i cut_block(__m512i x, __mm
 
 IN_LANES Carried carry_and_cut_in_lanes(int32_t* r, size_t width, int32_t gap, int32_t low)
 {
-  __m512i top = _mm512_set1_epi32(DEAD);
+  __m512i top = _mm512_set1_epi32(DEAD), carry = top;
+  const __m512i steps = gap_steps(gap);
   Carried c{DEAD, DEAD, width, 0};
   size_t j = 0;
   for (; j + 16 <= width; j += 16) {
-    const __m512i x = carry_block(_mm512_loadu_si512(r + j), c.carry, gap);
-    c.carry = std::max(_mm_extract_epi32(_mm512_extracti32x4_epi32(x, 3), 3) + gap, DEAD);
+    const __m512i x = carry_block(_mm512_loadu_si512(r + j), carry, steps, gap);
+    carry = carry_past(x, 15, gap);
     const __m512i cut = cut_block(x, 0xffff, low, j, c);
     _mm512_storeu_si512(r + j, cut);
     top = _mm512_max_epi32(top, cut);
   }
-  const Carried rest = carry_and_cut(r, width, gap, low, j, c.carry);
+  const Carried rest = carry_and_cut(r, width, gap, low, j, carry_cell(carry));
   c.carry = rest.carry;
   c.top = std::max(_mm512_reduce_max_epi32(top), rest.top);
   if (rest.a < width) {
@@ -126,7 +149,8 @@ IN_LANES Carried step_carry_and_cut_in_lanes(const int32_t* row, int32_t* next, 
   const __m512i dead = _mm512_set1_epi32(DEAD), one = _mm512_set1_epi32(indel);
   const __m512i match = _mm512_set1_epi32(1), mismatch = _mm512_set1_epi32(differ);
   const __m128i residue = _mm_set1_epi8(r);
-  __m512i top = dead;
+  const __m512i steps = gap_steps(indel);
+  __m512i top = dead, carry = dead;
   const size_t cells = width + 1;
   Carried c{DEAD, DEAD, cells, 0};
   for (size_t j = 0; j < cells; j += 16) {
@@ -142,17 +166,133 @@ IN_LANES Carried step_carry_and_cut_in_lanes(const int32_t* row, int32_t* next, 
                               _mm_mask_cmpeq_epi8_mask(before, _mm_maskz_loadu_epi8(before, v + j - 1), residue);
     __m512i x = _mm512_max_epi32(_mm512_add_epi32(kept, one),
                                  _mm512_add_epi32(stepped, _mm512_mask_mov_epi32(mismatch, matches, match)));
-    x = carry_block(_mm512_mask_mov_epi32(dead, lanes, x), c.carry, indel);
+    x = carry_block(_mm512_mask_mov_epi32(dead, lanes, x), carry, steps, indel);
     const __m512i cut = cut_block(x, lanes, low, j, c);
     _mm512_mask_storeu_epi32(next + j, lanes, cut);
     top = _mm512_max_epi32(top, cut);
     // The carry past the last cell of the block, or of the row.
-    const size_t last = std::min<size_t>(left, 16) - 1;
-    alignas(64) int32_t lane[16];
-    _mm512_store_si512(lane, x);
-    c.carry = std::max(lane[last] + indel, DEAD);
+    carry = carry_past(x, std::min<size_t>(left, 16) - 1, indel);
   }
+  c.carry = carry_cell(carry);
   c.top = _mm512_reduce_max_epi32(top);
+  return c;
+}
+
+// Rows of cells of 16 bits, 32 to a vector, where every score that matters
+// fits them (narrow_cells_hold): living cells lie above the floor, at least
+// -NARROW_HOLDS, and below enough, at most NARROW_HOLDS; sums saturate, and
+// any sum with a dead cell or a saturated one lies below the floor.
+constexpr int16_t DEAD16 = INT16_MIN;
+
+// Lane l of the steps of a block is gap times l.
+IN_LANES __attribute__((always_inline)) inline __m512i gap_steps16(int32_t gap)
+{
+  alignas(64) int16_t steps[32];
+  for (int l = 0; l < 32; ++l)
+    steps[l] = static_cast<int16_t>(l * gap);
+  return _mm512_load_si512(steps);
+}
+
+// One block of 32 cells of 16 bits, as carry_block.
+IN_LANES __attribute__((always_inline)) inline __m512i carry_block16(__m512i x, __m512i carry, __m512i steps,
+                                                                     int32_t gap)
+{
+  const __m512i dead = _mm512_set1_epi16(DEAD16);
+  const __m512i up_one = _mm512_set_epi16(30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 14, 13,
+                                          12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 0);
+  const int16_t g = static_cast<int16_t>(gap);
+  x = _mm512_max_epi16(x, _mm512_adds_epi16(_mm512_mask_permutexvar_epi16(dead, 0xfffffffe, up_one, x),
+                                            _mm512_set1_epi16(g)));
+  // Two lanes of 16 bits are one of 32.
+  x = _mm512_max_epi16(x, _mm512_adds_epi16(_mm512_alignr_epi32(x, dead, 15), _mm512_set1_epi16(2 * g)));
+  x = _mm512_max_epi16(x, _mm512_adds_epi16(_mm512_alignr_epi32(x, dead, 14), _mm512_set1_epi16(4 * g)));
+  x = _mm512_max_epi16(x, _mm512_adds_epi16(_mm512_alignr_epi32(x, dead, 12), _mm512_set1_epi16(8 * g)));
+  x = _mm512_max_epi16(x, _mm512_adds_epi16(_mm512_alignr_epi32(x, dead, 8), _mm512_set1_epi16(16 * g)));
+  return _mm512_max_epi16(x, _mm512_adds_epi16(carry, steps));
+}
+
+// The lanes of a block of cells [j, j + 32) that a row of width cells has.
+IN_LANES __attribute__((always_inline)) inline __mmask32 lanes_of(size_t j, size_t width)
+{
+  return j + 32 <= width ? __mmask32(0xffffffff) : j >= width ? __mmask32(0) : _bzhi_u32(0xffffffff, unsigned(width - j));
+}
+
+// The carry of a block, its cut to the floor and its store at r, as
+// carry_and_cut_in_lanes: x holds the cells [j, j + 32) of a row of width
+// cells.
+IN_LANES __attribute__((always_inline)) inline void carry_and_cut_block16(__m512i x, int16_t* r, size_t j,
+                                                                          size_t width, __m512i steps, int32_t gap,
+                                                                          int32_t low, __m512i& carry, __m512i& top,
+                                                                          Carried& c)
+{
+  const __mmask32 lanes = lanes_of(j, width);
+  x = carry_block16(_mm512_mask_mov_epi16(_mm512_set1_epi16(DEAD16), lanes, x), carry, steps, gap);
+  const __mmask32 alive = _mm512_cmpgt_epi16_mask(x, _mm512_set1_epi16(static_cast<int16_t>(low))) & lanes;
+  if (alive) {
+    c.a = std::min<size_t>(c.a, j + static_cast<size_t>(__builtin_ctz(alive)));
+    c.e = j + 32 - static_cast<size_t>(__builtin_clz(alive));
+  }
+  const __m512i cut = _mm512_mask_mov_epi16(_mm512_set1_epi16(DEAD16), alive, x);
+  _mm512_mask_storeu_epi16(r + j, lanes, cut);
+  top = _mm512_max_epi16(top, cut);
+  const size_t last = std::min<size_t>(width - j, 32) - 1;
+  carry = _mm512_adds_epi16(_mm512_permutexvar_epi16(_mm512_set1_epi16(static_cast<int16_t>(last)), x),
+                            _mm512_set1_epi16(static_cast<int16_t>(gap)));
+}
+
+// The highest lane of 16 bits, and the carry of a row as a cell.
+IN_LANES inline int32_t highest16(__m512i x)
+{
+  const __m256i four = _mm256_max_epi16(_mm512_castsi512_si256(x), _mm512_extracti64x4_epi64(x, 1));
+  const __m128i two = _mm_max_epi16(_mm256_castsi256_si128(four), _mm256_extracti128_si256(four, 1));
+  // The lowest of INT16_MAX - lane, taken without sign, is at the highest lane.
+  const __m128i flipped = _mm_sub_epi16(_mm_set1_epi16(INT16_MAX), two);
+  const int32_t top = INT16_MAX - static_cast<int32_t>(_mm_cvtsi128_si32(_mm_minpos_epu16(flipped)) & 0xffff);
+  return top == DEAD16 ? DEAD : top;
+}
+IN_LANES inline int32_t carry_cell16(__m512i carry)
+{
+  const int32_t cell = static_cast<int16_t>(_mm_extract_epi16(_mm512_castsi512_si128(carry), 0));
+  return cell == DEAD16 ? DEAD : cell;
+}
+
+IN_LANES Carried carry_and_cut_in_lanes16(int16_t* r, size_t width, int32_t gap, int32_t low)
+{
+  const __m512i steps = gap_steps16(gap);
+  __m512i top = _mm512_set1_epi16(DEAD16), carry = top;
+  Carried c{DEAD, DEAD, width, 0};
+  for (size_t j = 0; j < width; j += 32)
+    carry_and_cut_block16(_mm512_mask_loadu_epi16(top, lanes_of(j, width), r + j), r, j, width, steps, gap, low,
+                          carry, top, c);
+  c.carry = carry_cell16(carry);
+  c.top = highest16(top);
+  return c;
+}
+
+IN_LANES Carried step_carry_and_cut_in_lanes16(const int16_t* row, int16_t* next, const char* u, const char* v,
+                                               size_t width, char r, int32_t differ, int32_t indel, int32_t low)
+{
+  const __m512i dead = _mm512_set1_epi16(DEAD16), one = _mm512_set1_epi16(static_cast<int16_t>(indel));
+  const __m512i match = _mm512_set1_epi16(1), mismatch = _mm512_set1_epi16(static_cast<int16_t>(differ));
+  const __m256i residue = _mm256_set1_epi8(r);
+  const __m512i steps = gap_steps16(indel);
+  __m512i top = dead, carry = dead;
+  const size_t cells = width + 1;
+  Carried c{DEAD, DEAD, cells, 0};
+  for (size_t j = 0; j < cells; j += 32) {
+    // As in step_carry_and_cut_in_lanes.
+    const __mmask32 same = lanes_of(j, width);
+    const __mmask32 before = lanes_of(j, cells) & (j == 0 ? 0xfffffffe : 0xffffffff);
+    const __m512i kept = _mm512_mask_loadu_epi16(dead, same, row + j);
+    const __m512i stepped = _mm512_mask_loadu_epi16(dead, before, row + j - 1);
+    const __mmask32 matches = _mm256_mask_cmpeq_epi8_mask(before, _mm256_maskz_loadu_epi8(before, u + j - 1), residue) |
+                              _mm256_mask_cmpeq_epi8_mask(before, _mm256_maskz_loadu_epi8(before, v + j - 1), residue);
+    const __m512i x = _mm512_max_epi16(_mm512_adds_epi16(kept, one),
+                                       _mm512_adds_epi16(stepped, _mm512_mask_mov_epi16(mismatch, matches, match)));
+    carry_and_cut_block16(x, next, j, cells, steps, indel, low, carry, top, c);
+  }
+  c.carry = carry_cell16(carry);
+  c.top = highest16(top);
   return c;
 }
 #pragma GCC diagnostic pop
@@ -163,27 +303,55 @@ bool carry_fits_lanes() { return false; }
 #endif
 
 // Makes room for at least size cells.
-void make_room(std::vector<int32_t>& cells, size_t size)
+template <class Cell>
+void make_room(std::vector<Cell>& cells, size_t size)
 {
   if (cells.size() < size)
     cells.resize(std::max(size, 2 * cells.size()));
 }
 
+// A cell no alignment reaches above the floor.
+template <class Cell>
+constexpr Cell dead_cell()
+{
+  return sizeof(Cell) == 2 ? Cell(INT16_MIN) : Cell(DEAD);
+}
+
+// Scores from -NARROW_HOLDS to NARROW_HOLDS fit cells of 16 bits with room
+// for the sums of a block: with gaps of at least -NARROW_GAP, 32 gaps stay
+// within 16 bits.
+constexpr int32_t NARROW_HOLDS = 16000, NARROW_GAP = 1000;
+
 } // namespace
 
 AlignmentBound::AlignmentBound(const char* first, const char* last, const Scoring& g, bool lanes)
     : first(first), last(last), mismatch(g.mismatch), indel(g.indel), prefer_longer(g.prefer_longer),
-      in_lanes(lanes && indel >= -(1 << 16) && carry_fits_lanes())
+      in_lanes(lanes && indel >= -(1 << 16) && carry_fits_lanes()),
+      in_narrow_lanes(in_lanes && indel >= -NARROW_GAP && mismatch >= -NARROW_HOLDS)
 {
+}
+
+bool AlignmentBound::narrow_cells_hold(int32_t low, int64_t enough) const
+{
+  return in_narrow_lanes && low >= -NARROW_HOLDS && enough <= NARROW_HOLDS;
 }
 
 template <int Dir>
 int64_t AlignmentBound::best_score(const char* c, const char* p, const char* ub, const char* ue, const char* bound,
                                    int32_t start, int64_t floor, int64_t enough)
 {
+  if (start >= enough)
+    return start;
+  const int32_t low = static_cast<int32_t>(std::max<int64_t>(floor, DEAD)); // alive: above low
+  return narrow_cells_hold(low, enough) ? best_score_in<Dir>(narrow, c, p, ub, ue, bound, start, low, enough)
+                                        : best_score_in<Dir>(wide, c, p, ub, ue, bound, start, low, enough);
+}
+
+template <int Dir, class Cell>
+int64_t AlignmentBound::best_score_in(Rows<Cell>& rows, const char* c, const char* p, const char* ub,
+                                      const char* ue, const char* bound, int32_t start, int32_t low, int64_t enough)
+{
   int64_t best = start;
-  if (best >= enough)
-    return best;
   // The unit characters in the order the walk meets them, from p on; the
   // row's columns read them from column lo % L on, so the unit is repeated
   // as far as a row reaches.
@@ -191,61 +359,70 @@ int64_t AlignmentBound::best_score(const char* c, const char* p, const char* ub,
   unit.clear();
   for (size_t j = 0; j < L; ++j, p = step_unit<Dir>(p, ub, ue))
     unit.push_back(*p);
-  const int32_t low = static_cast<int32_t>(std::max<int64_t>(floor, DEAD)); // alive: above low
   // Cells are (residues consumed, unit characters consumed). A row holds
   // the cells of one number of residues, columns [lo, lo + width).
   // Beyond this many cells the alignments live long: the unit repeats here,
   // and the extension itself is the quicker answer.
   int64_t cells_left = 128 * static_cast<int64_t>(L) + 4096;
   // Unit characters left out before the first residue.
-  start_row(0, start);
-  best = std::max<int64_t>(best, close_row(low));
-  for (const char* x = c; x != bound && width > 0; x += Dir) {
-    cells_left -= static_cast<int64_t>(width);
+  start_row(rows, 0, start);
+  best = std::max<int64_t>(best, close_row(rows, low));
+  for (const char* x = c; x != bound && rows.width > 0; x += Dir) {
+    cells_left -= static_cast<int64_t>(rows.width);
     if (cells_left < 0)
       return std::max(best, enough);
-    const size_t k0 = static_cast<size_t>(lo % L);
-    while (unit.size() < k0 + width)
+    const size_t k0 = static_cast<size_t>(rows.lo % L);
+    while (unit.size() < k0 + rows.width)
       unit.insert(unit.end(), unit.begin(), unit.begin() + static_cast<ptrdiff_t>(L));
     const char* u = unit.data() + k0;
-    best = std::max<int64_t>(best, next_row(u, u, *x, low));
+    best = std::max<int64_t>(best, next_row(rows, u, u, *x, low));
     if (best >= enough)
       return best;
   }
   return best;
 }
 
-void AlignmentBound::start_row(uint64_t column, int32_t score)
+template <class Cell>
+void AlignmentBound::start_row(Rows<Cell>& rows, uint64_t column, int32_t score)
 {
-  make_room(row, 1);
-  row[0] = score;
-  off = 0;
-  width = 1;
-  lo = column;
+  make_room(rows.row, 1);
+  rows.row[0] = static_cast<Cell>(score);
+  rows.off = 0;
+  rows.width = 1;
+  rows.lo = column;
 }
 
-int32_t AlignmentBound::next_row(const char* u, const char* v, char x, int32_t low)
+template <class Cell>
+int32_t AlignmentBound::next_row(Rows<Cell>& rows, const char* u, const char* v, char x, int32_t low)
 {
   // A residue N scores 0 against any unit character: as passed, or less.
   const int32_t differ = x == 'N' ? 0 : mismatch;
-  make_room(next, width + 1);
+  make_room(rows.next, rows.width + 1);
+  const Cell* from = rows.row.data() + rows.off;
+  Cell* to = rows.next.data();
+  Carried c{};
+  bool carried = false;
 #ifdef CARRY_IN_LANES
-  if (in_lanes) {
-    const Carried c = step_carry_and_cut_in_lanes(row.data() + off, next.data(), u, v, width, x, differ, indel, low);
-    row.swap(next);
-    off = 0;
-    ++width;
-    return cut_row(c.carry, c.top, c.a, c.e, low);
+  if constexpr (sizeof(Cell) == 2) {
+    c = step_carry_and_cut_in_lanes16(from, to, u, v, rows.width, x, differ, indel, low);
+    carried = true;
+  } else if (in_lanes) {
+    c = step_carry_and_cut_in_lanes(from, to, u, v, rows.width, x, differ, indel, low);
+    carried = true;
   }
 #endif
-  residue_step(row.data() + off, next.data(), u, v, width, x, differ, indel);
-  row.swap(next);
-  off = 0;
-  ++width;
-  return close_row(low);
+  if constexpr (sizeof(Cell) == 4) {
+    if (!carried)
+      residue_step(from, to, u, v, rows.width, x, differ, indel);
+  }
+  rows.row.swap(rows.next);
+  rows.off = 0;
+  ++rows.width;
+  return carried ? cut_row(rows, c.carry, c.top, c.a, c.e, low) : close_row(rows, low);
 }
 
-int32_t AlignmentBound::close_row(int32_t low)
+template <class Cell>
+int32_t AlignmentBound::close_row(Rows<Cell>& rows, int32_t low)
 {
   // A cell may also be reached from the one before it with a unit
   // character left out, also past the last one. A path may not pass
@@ -253,42 +430,58 @@ int32_t AlignmentBound::close_row(int32_t low)
   // less, the cells are cut to the floor after the pass. The living
   // stretch is [a, e).
   const int32_t gap = indel;
-  int32_t* r = row.data() + off;
+  Cell* r = rows.row.data() + rows.off;
+  Carried c{};
 #ifdef CARRY_IN_LANES
-  const Carried c = in_lanes && width >= 16 ? carry_and_cut_in_lanes(r, width, gap, low)
-                                            : carry_and_cut(r, width, gap, low);
+  if constexpr (sizeof(Cell) == 2)
+    c = carry_and_cut_in_lanes16(r, rows.width, gap, low);
+  else
+    c = in_lanes && rows.width >= 16 ? carry_and_cut_in_lanes(r, rows.width, gap, low)
+                                     : carry_and_cut(r, rows.width, gap, low);
 #else
-  const Carried c = carry_and_cut(r, width, gap, low);
+  if constexpr (sizeof(Cell) == 4)
+    c = carry_and_cut(r, rows.width, gap, low);
 #endif
-  return cut_row(c.carry, c.top, c.a, c.e, low);
+  return cut_row(rows, c.carry, c.top, c.a, c.e, low);
 }
 
-int32_t AlignmentBound::cut_row(int32_t carry, int32_t best, size_t first_alive, size_t end_alive, int32_t low)
+template <class Cell>
+int32_t AlignmentBound::cut_row(Rows<Cell>& rows, int32_t carry, int32_t best, size_t first_alive,
+                                size_t end_alive, int32_t low)
 {
   const int32_t gap = indel;
-  int32_t* r = row.data() + off;
   Carried c{carry, best, first_alive, end_alive};
   if (c.carry > low) {
     // The carry past the last cell lives on in cells of their own.
     const size_t more = static_cast<size_t>((c.carry - low - 1) / -gap) + 1;
-    make_room(row, off + width + more);
-    r = row.data() + off;
-    c.a = std::min(c.a, width);
+    make_room(rows.row, rows.off + rows.width + more);
+    Cell* r = rows.row.data() + rows.off;
+    c.a = std::min(c.a, rows.width);
     for (size_t j = 0; j < more; ++j, c.carry += gap)
-      r[width++] = c.carry;
-    c.e = width;
+      r[rows.width++] = static_cast<Cell>(c.carry);
+    c.e = rows.width;
   }
   const size_t a = std::min(c.a, c.e), e = c.e;
-  const int32_t top = c.top;
-  off += a;
-  lo += a;
-  width = e - a;
-  return top;
+  rows.off += a;
+  rows.lo += a;
+  rows.width = e - a;
+  return c.top;
 }
 
 template <int Dir>
 int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t u, int32_t start, int64_t floor,
                                            int64_t enough)
+{
+  const int32_t low = static_cast<int32_t>(std::max<int64_t>(floor, DEAD));
+  if (start >= enough || start <= low)
+    return start;
+  return narrow_cells_hold(low, enough) ? stretch_best_score_in<Dir>(narrow, b0, k, u, start, low, enough)
+                                        : stretch_best_score_in<Dir>(wide, b0, k, u, start, low, enough);
+}
+
+template <int Dir, class Cell>
+int64_t AlignmentBound::stretch_best_score_in(Rows<Cell>& rows, const char* b0, uint32_t k, uint32_t u,
+                                              int32_t start, int32_t low, int64_t enough)
 {
   // In the walk's order, row i reads residue r[i] and column j unit
   // character q[j]; seed t of the stretch starts in row t, column t.
@@ -302,10 +495,8 @@ int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t 
   const char* r = Dir > 0 ? b0 + u : b0 + k - 2;
   const char* q = Dir > 0 ? b0 : b0 + k - 2 + u;
   const char* bound = Dir > 0 ? last : first - 1;
-  const int32_t low = static_cast<int32_t>(std::max<int64_t>(floor, DEAD));
+  const Cell dead = dead_cell<Cell>();
   int64_t best = start;
-  if (best >= enough || start <= low)
-    return best;
   int64_t cells_left = static_cast<int64_t>(u) * (k + 4 * u) + 4096;
   // The unit characters of the columns, in walk order, made as far as the
   // living cells reach.
@@ -318,46 +509,49 @@ int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t 
       other.push_back(q[Dir * static_cast<ptrdiff_t>(j - fewest * u)]);
     }
   };
-  width = 0;
+  std::vector<Cell>& row = rows.row;
+  std::vector<Cell>& next = rows.next;
+  rows.width = 0;
   for (uint64_t i = 0;; ++i, r += Dir) {
     if (i < k) {
       // The start of seed i, in column i: its cell and those to the left
       // of the living ones are made room for.
-      if (width == 0) {
-        start_row(i, start);
+      if (rows.width == 0) {
+        start_row(rows, i, start);
       } else {
-        if (i < lo) {
-          const size_t more = static_cast<size_t>(lo - i);
-          make_room(next, more + width);
-          std::fill(next.begin(), next.begin() + static_cast<ptrdiff_t>(more), DEAD);
-          std::copy(row.begin() + static_cast<ptrdiff_t>(off), row.begin() + static_cast<ptrdiff_t>(off + width),
+        if (i < rows.lo) {
+          const size_t more = static_cast<size_t>(rows.lo - i);
+          make_room(next, more + rows.width);
+          std::fill(next.begin(), next.begin() + static_cast<ptrdiff_t>(more), dead);
+          std::copy(row.begin() + static_cast<ptrdiff_t>(rows.off),
+                    row.begin() + static_cast<ptrdiff_t>(rows.off + rows.width),
                     next.begin() + static_cast<ptrdiff_t>(more));
           row.swap(next);
-          off = 0;
-          width += more;
-          lo = i;
+          rows.off = 0;
+          rows.width += more;
+          rows.lo = i;
         }
-        if (i >= lo + width) {
-          const size_t more = static_cast<size_t>(i - lo) + 1 - width;
-          make_room(row, off + width + more);
-          std::fill(row.begin() + static_cast<ptrdiff_t>(off + width),
-                    row.begin() + static_cast<ptrdiff_t>(off + width + more), DEAD);
-          width += more;
+        if (i >= rows.lo + rows.width) {
+          const size_t more = static_cast<size_t>(i - rows.lo) + 1 - rows.width;
+          make_room(row, rows.off + rows.width + more);
+          std::fill(row.begin() + static_cast<ptrdiff_t>(rows.off + rows.width),
+                    row.begin() + static_cast<ptrdiff_t>(rows.off + rows.width + more), dead);
+          rows.width += more;
         }
-        int32_t& cell = row[off + static_cast<size_t>(i - lo)];
-        cell = std::max(cell, start);
+        Cell& cell = row[rows.off + static_cast<size_t>(i - rows.lo)];
+        cell = std::max(cell, static_cast<Cell>(start));
       }
-      close_row(low);
+      close_row(rows, low);
     }
-    if (width == 0 && i + 1 >= k)
+    if (rows.width == 0 && i + 1 >= k)
       return best;
     if (r == bound)
       return best;
-    cells_left -= static_cast<int64_t>(width);
+    cells_left -= static_cast<int64_t>(rows.width);
     if (cells_left < 0)
       return std::max(best, enough);
-    make_columns(lo + width);
-    best = std::max<int64_t>(best, next_row(unit.data() + lo, other.data() + lo, *r, low));
+    make_columns(rows.lo + rows.width);
+    best = std::max<int64_t>(best, next_row(rows, unit.data() + rows.lo, other.data() + rows.lo, *r, low));
     if (best >= enough)
       return best;
   }

@@ -45,32 +45,52 @@ class AlignmentBound {
                      int64_t floor, int64_t enough);
 
  private:
+  // The scores of a row of cells, by unit characters consumed, as Cell: the
+  // living ones are row[off, off + width), of columns [lo, lo + width);
+  // next is the room for the row after it.
+  template <class Cell>
+  struct Rows {
+    std::vector<Cell> row, next;
+    size_t off = 0, width = 0;
+    uint64_t lo = 0;
+  };
+
+  // Whether cells of 16 bits hold every score between the floor low and
+  // enough.
+  bool narrow_cells_hold(int32_t low, int64_t enough) const;
+  template <int Dir, class Cell>
+  int64_t best_score_in(Rows<Cell>& rows, const char* c, const char* p, const char* ub, const char* ue,
+                        const char* bound, int32_t start, int32_t low, int64_t enough);
   template <int Dir>
   int64_t stretch_best_score(const char* b0, uint32_t k, uint32_t u, int32_t start, int64_t floor, int64_t enough);
+  template <int Dir, class Cell>
+  int64_t stretch_best_score_in(Rows<Cell>& rows, const char* b0, uint32_t k, uint32_t u, int32_t start,
+                                int32_t low, int64_t enough);
   // Starts a row with the one cell of this column.
-  void start_row(uint64_t column, int32_t score);
+  template <class Cell>
+  static void start_row(Rows<Cell>& rows, uint64_t column, int32_t score);
   // Steps the living cells over residue x, whose columns read the unit
   // characters u (and v) from lo on; returns the best cell of the new row.
-  int32_t next_row(const char* u, const char* v, char x, int32_t low);
+  template <class Cell>
+  int32_t next_row(Rows<Cell>& rows, const char* u, const char* v, char x, int32_t low);
   // Unit characters left out: each cell of the row from the second on may be
   // reached from the one before it; then the row is cut to its living
   // stretch of columns, whose best score it returns.
-  int32_t close_row(int32_t low);
+  template <class Cell>
+  int32_t close_row(Rows<Cell>& rows, int32_t low);
   // The same once the carry and the cut are made: the carry past the last
   // cell, the best cell, and the first and one past the last living cell.
-  int32_t cut_row(int32_t carry, int32_t best, size_t first_alive, size_t end_alive, int32_t low);
+  template <class Cell>
+  int32_t cut_row(Rows<Cell>& rows, int32_t carry, int32_t best, size_t first_alive, size_t end_alive, int32_t low);
 
   const char* first;
   const char* last;
   int32_t mismatch, indel;
   int64_t prefer_longer;
-  bool in_lanes;
-  // The scores of a row of cells, by unit characters consumed: the living
-  // ones are row[off, off + width), of columns [lo, lo + width); next is
-  // the room for the row after it.
-  std::vector<int32_t> row, next;
-  size_t off = 0, width = 0;
-  uint64_t lo = 0;
+  // Rows in lanes of 32 bits, and of 16 bits where the scores fit them.
+  bool in_lanes, in_narrow_lanes;
+  Rows<int32_t> wide;
+  Rows<int16_t> narrow;
   std::vector<char> unit, other;
 };
 
