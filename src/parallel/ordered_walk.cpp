@@ -9,17 +9,6 @@
 
 namespace {
 
-// A worker's copy of the marks of residues [lo, hi).
-struct MarksCopy {
-  ptrdiff_t lo;
-  std::vector<char> free;
-
-  bool is_free(ptrdiff_t i) const { return free[static_cast<size_t>(i - lo)] != 0; }
-  bool window_is_free(size_t b, size_t e) const { return SearchMarks::anchored(*this, b, e); }
-  void cover(size_t b, size_t e) { std::fill_n(free.begin() + (static_cast<ptrdiff_t>(b) - lo), e - b, 0); }
-  void free_at(size_t i) { free[static_cast<size_t>(static_cast<ptrdiff_t>(i) - lo)] = 1; }
-};
-
 // At most this many missense entries (16 bytes each) are held by the
 // accepted records of one chunk walked ahead.
 constexpr size_t MAX_HELD_ENTRIES = 1 << 16;
@@ -36,7 +25,7 @@ struct Chunk : SeedsAhead {
 
 // Covers the residues of an accepted repeat within [lo, hi), except where it
 // deviates from its unit: deviation positions stay seed candidates.
-void cover_repeat(const Repeat& sat, const char* s, ptrdiff_t lo, ptrdiff_t hi, MarksCopy& marks)
+void cover_repeat(const Repeat& sat, const char* s, ptrdiff_t lo, ptrdiff_t hi, SearchMarks& marks)
 {
   const ptrdiff_t b = std::max<ptrdiff_t>(sat.sat_begin - s, lo), e = std::min<ptrdiff_t>(sat.sat_end - s, hi);
   if (b < e)
@@ -82,11 +71,14 @@ class OrderedWalk {
 
   // What a worker's walk over a chunk keeps besides the outcomes.
   struct Ahead {
-    Ahead(MarksCopy local, SeedFilter filter, SearchScratch& scratch)
-        : local(std::move(local)), filter(std::move(filter)), scratch(scratch)
+    Ahead(ptrdiff_t lo, ptrdiff_t hi, SearchMarks local, SeedFilter filter, SearchScratch& scratch)
+        : lo(lo), hi(hi), local(std::move(local)), filter(std::move(filter)), scratch(scratch)
     {
     }
-    MarksCopy local;
+    // A copy of the marks of residues [lo, hi), as they stood when the walk
+    // started.
+    ptrdiff_t lo, hi;
+    SearchMarks local;
     SeedFilter filter;
     SearchScratch& scratch; // of the worker's thread
     Repeat* spare = nullptr;
@@ -170,22 +162,24 @@ void OrderedWalk::run(size_t seeds, size_t size)
 void OrderedWalk::speculate(Chunk& chunk, unsigned int thread)
 {
   const ptrdiff_t lo = static_cast<ptrdiff_t>(chunk.begin) - 1, hi = static_cast<ptrdiff_t>(chunk.end + u) + 1;
-  Ahead ahead(MarksCopy{lo, std::vector<char>(static_cast<size_t>(hi - lo))},
-              SeedFilter(s, s + n, static_cast<uint32_t>(u), pass.min_score, pass.search.scoring, pass.may_reach),
-              pass.search.scratch[thread]);
-  MarksCopy& local = ahead.local;
-  {
+  auto copy_marks = [&] {
     std::lock_guard<std::mutex> hold(pass.marks.guard);
-    for (ptrdiff_t i = lo; i < hi; ++i)
-      local.free[static_cast<size_t>(i - lo)] = pass.marks.as_set(i);
     chunk.copied_after = pass.changes;
     // Deferred marks are set by the walk's thread: the seeds this walk
     // tries may then differ, and the walk takes only its outcomes.
     chunk.copy_exact = !pass.marks.deferred_within(lo, hi);
-  }
+    return pass.marks.as_set(lo, hi);
+  };
+  Ahead ahead(lo, hi, copy_marks(),
+              SeedFilter(s, s + n, static_cast<uint32_t>(u), pass.min_score, pass.search.scoring, pass.may_reach),
+              pass.search.scratch[thread]);
+  SearchMarks& local = ahead.local;
   chunk.outcome.assign(chunk.end - chunk.begin, SeedsAhead::UNTRIED);
   ahead.spare = repeat_pool.get_new(s, s + u);
-  size_t N_at = first_N_from(s, n, chunk.begin);
+  // The N's are looked for no further than the chunk's seeds read: a
+  // record without them is not read to its end for each chunk.
+  const size_t N_bound = std::min(n, chunk.end + u);
+  size_t N_at = first_N_from(s, N_bound, chunk.begin);
   for (size_t b = chunk.begin; b < chunk.end; ++b) {
     const size_t through = ahead.filter.let_through_from(b);
     if (through > b) {
@@ -193,7 +187,7 @@ void OrderedWalk::speculate(Chunk& chunk, unsigned int thread)
       continue;
     }
     if (N_at < b)
-      N_at = first_N_from(s, n, b);
+      N_at = first_N_from(s, N_bound, b);
     if (!seed_is_tried(s, b, u, N_at, local))
       continue;
     if (ahead.filter.falls_short(s + b))
@@ -215,7 +209,7 @@ void OrderedWalk::speculate(Chunk& chunk, unsigned int thread)
     chunk.outcome[b - chunk.begin] = SeedsAhead::FAILED;
     return;
   }
-  const ptrdiff_t lo = ahead.local.lo, hi = lo + static_cast<ptrdiff_t>(ahead.local.free.size());
+  const ptrdiff_t lo = ahead.lo, hi = ahead.hi;
   cover_repeat(*sat, s, lo, hi, ahead.local);
   for (const FollowedEdits& f : ahead.references.followed.edits)
     ahead.scratch.followed_edits(walks_of_pass(pass.search.search_id, static_cast<uint32_t>(pass.u)), s, f, s + lo, s + hi,

@@ -15,12 +15,20 @@
 class SearchMarks {
  public:
   explicit SearchMarks(const FastaRecord& seq) : words((static_cast<size_t>(seq.residues.size()) + 2 + 63) / 64) {}
+  // A copy of the marks of the residues [lo, hi), lo >= -1, that answers
+  // for those residues only.
+  SearchMarks(const SearchMarks& all, ptrdiff_t lo, ptrdiff_t hi)
+      : base(static_cast<size_t>(lo + 1) / 64 * 64),
+        words(all.words.begin() + static_cast<ptrdiff_t>(base / 64),
+              all.words.begin() + static_cast<ptrdiff_t>(std::min(static_cast<size_t>(hi) / 64 + 1, all.words.size())))
+  {
+  }
 
   void reset() { std::fill(words.begin(), words.end(), 0); }
 
   bool is_free(ptrdiff_t i) const
   {
-    const size_t j = static_cast<size_t>(i + 1);
+    const size_t j = static_cast<size_t>(i + 1) - base;
     return !(words[j / 64] >> (j % 64) & 1);
   }
 
@@ -38,18 +46,19 @@ class SearchMarks {
            (marks.is_free(i - 1) && marks.is_free(j - 1));
   }
 
-  void free_at(size_t i) { words[(i + 1) / 64] &= ~(uint64_t(1) << ((i + 1) % 64)); }
+  void free_at(size_t i) { words[(i + 1 - base) / 64] &= ~(uint64_t(1) << ((i + 1 - base) % 64)); }
   // Covers the residues [b, e).
   void cover(size_t b, size_t e)
   {
-    for (size_t j = b + 1; j < e + 1;) {
-      const size_t bits = std::min<size_t>(64 - j % 64, e + 1 - j);
+    for (size_t j = b + 1 - base; j < e + 1 - base;) {
+      const size_t bits = std::min<size_t>(64 - j % 64, e + 1 - base - j);
       words[j / 64] |= (bits == 64 ? ~uint64_t(0) : (uint64_t(1) << bits) - 1) << (j % 64);
       j += bits;
     }
   }
 
  private:
+  size_t base = 0; // the bit of words[0]
   std::vector<uint64_t> words;
 };
 

@@ -47,8 +47,8 @@ class DeferredMarks {
       settle_around(static_cast<ptrdiff_t>(b) - 1, static_cast<ptrdiff_t>(e));
     return marks.window_is_free(b, e);
   }
-  // The mark of residue i as it is set, deferred or not.
-  bool as_set(ptrdiff_t i) const { return marks.is_free(i); }
+  // The marks of residues [lo, hi) as they are set, deferred or not.
+  SearchMarks as_set(ptrdiff_t lo, ptrdiff_t hi) const { return SearchMarks(marks, lo, hi); }
 
   // Covers an accepted repeat, whose edits are in its list and, when
   // followed is not empty, also referred to there.
