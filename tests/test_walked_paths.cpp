@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <fstream>
 #include <limits>
+#include <random>
 #include <string>
 
 namespace {
@@ -129,6 +130,41 @@ TEST(WalkedPaths, FollowingAPathLongerThanTheLargestBlock)
     alone.extend_imperfect_forward(own, end, alone.scratch[0]);
     ASSERT_GT(own.num_edits(), 90000u) << describe(own, s, false);
     ASSERT_EQ(describe(followed, s), describe(own, s)) << "seed " << b;
+  }
+}
+
+// A copy of the marks of a window, as a worker walking ahead takes it,
+// answers as the whole marks do for each residue of the window, at the
+// record's ends and at word boundaries, also after covers and frees that
+// cross word boundaries.
+TEST(SearchMarks, ACopyOfAWindowAnswersAsTheWholeMarks)
+{
+  FastaRecord seq;
+  const std::string text(1000, 'A');
+  seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
+  SearchMarks whole(seq);
+  std::mt19937 random(7);
+  for (int k = 0; k < 40; ++k) {
+    const size_t b = random() % 990;
+    whole.cover(b, b + random() % 10);
+  }
+  const ptrdiff_t n = 1000;
+  for (const auto& [lo, hi] : std::vector<std::pair<ptrdiff_t, ptrdiff_t>>{
+           {-1, n + 1}, {-1, 63}, {62, 64}, {63, 127}, {100, 300}, {190, 192}, {n - 64, n + 1}}) {
+    SearchMarks copy(whole, lo, hi), again = whole;
+    for (int k = 0; k < 6; ++k) {
+      const size_t b = static_cast<size_t>(lo + 1) + random() % static_cast<size_t>(hi - lo - 1);
+      const size_t e = std::min<size_t>(b + random() % 80, static_cast<size_t>(hi));
+      if (k % 2) {
+        copy.cover(b, e);
+        again.cover(b, e);
+      } else {
+        copy.free_at(b);
+        again.free_at(b);
+      }
+      for (ptrdiff_t i = lo; i < hi; ++i)
+        ASSERT_EQ(copy.is_free(i), again.is_free(i)) << "window " << lo << "-" << hi << " residue " << i;
+    }
   }
 }
 

@@ -468,6 +468,24 @@ int32_t AlignmentBound::cut_row(Rows<Cell>& rows, int32_t carry, int32_t best, s
   return c.top;
 }
 
+template <class Cell>
+void AlignmentBound::raise_cell(Rows<Cell>& rows, size_t at, int32_t score, int32_t low)
+{
+  Cell* r = rows.row.data() + rows.off;
+  if (r[at] >= score)
+    return;
+  r[at] = static_cast<Cell>(score);
+  // The row is closed: each living cell's carry is already in the cells
+  // after it, so only the raised cell's carry is new, and it goes on only
+  // as far as it raises them.
+  int32_t carry = score + indel;
+  size_t j = at + 1;
+  for (; j < rows.width && carry > low && r[j] < carry; ++j, carry += indel)
+    r[j] = static_cast<Cell>(carry);
+  if (j == rows.width)
+    cut_row(rows, carry, DEAD, 0, rows.width, low);
+}
+
 template <int Dir>
 int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t u, int32_t start, int64_t floor,
                                            int64_t enough)
@@ -518,6 +536,7 @@ int64_t AlignmentBound::stretch_best_score_in(Rows<Cell>& rows, const char* b0, 
       // of the living ones are made room for.
       if (rows.width == 0) {
         start_row(rows, i, start);
+        close_row(rows, low);
       } else {
         if (i < rows.lo) {
           const size_t more = static_cast<size_t>(rows.lo - i);
@@ -538,10 +557,8 @@ int64_t AlignmentBound::stretch_best_score_in(Rows<Cell>& rows, const char* b0, 
                     row.begin() + static_cast<ptrdiff_t>(rows.off + rows.width + more), dead);
           rows.width += more;
         }
-        Cell& cell = row[rows.off + static_cast<size_t>(i - rows.lo)];
-        cell = std::max(cell, static_cast<Cell>(start));
+        raise_cell(rows, static_cast<size_t>(i - rows.lo), start, low);
       }
-      close_row(rows, low);
     }
     if (rows.width == 0 && i + 1 >= k)
       return best;

@@ -78,6 +78,10 @@ class AlignmentBound {
   // stretch of columns, whose best score it returns.
   template <class Cell>
   int32_t close_row(Rows<Cell>& rows, int32_t low);
+  // Raises cell at of a closed row to score, with what it carries on to the
+  // cells after it, as close_row would.
+  template <class Cell>
+  void raise_cell(Rows<Cell>& rows, size_t at, int32_t score, int32_t low);
   // The same once the carry and the cut are made: the carry past the last
   // cell, the best cell, and the first and one past the last living cell.
   template <class Cell>
