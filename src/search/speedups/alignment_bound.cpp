@@ -60,9 +60,11 @@ Carried carry_and_cut(int32_t* r, size_t width, int32_t gap, int32_t low, size_t
 // carry of the block before. Gaps of at least -2^16 keep every sum far
 // from overflow.
 // (g++ 12 takes the undefined lanes inside its own intrinsics for
-// uninitialized ones in sanitized builds.)
+// uninitialized ones, in sanitized builds and without link-time
+// optimisation.)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 #define IN_LANES __attribute__((target("arch=x86-64-v4")))
 
 // One block of 16 cells: each takes the carry from the cells before it in
@@ -594,3 +596,9 @@ bool AlignmentBound::falls_short(const char* b, uint32_t u, int32_t min_score)
   // Going backward, the extension starts from the score it reached forward.
   return best_score<-1>(b - 1, ue - 1, ub, ue, first - 1, static_cast<int32_t>(forward), floor, min_score) < min_score;
 }
+
+// Tests call the bound of single seeds each way.
+template int64_t AlignmentBound::best_score<1>(const char*, const char*, const char*, const char*, const char*, int32_t,
+                                               int64_t, int64_t);
+template int64_t AlignmentBound::best_score<-1>(const char*, const char*, const char*, const char*, const char*,
+                                                int32_t, int64_t, int64_t);
