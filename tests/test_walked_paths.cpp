@@ -402,9 +402,9 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
 // Rows made in vector lanes, where the processor has them, give the scores
 // of rows made cell by cell: for single seeds and runs of seeds, each way,
 // with an N among the residues and under scorings with cheap and dear gaps.
-// Lanes of 32 bits serve where the scores may grow without end, lanes of 16
-// bits where they stay within bounds (here up to enough); gaps of -1000 are
-// the dearest those take, and -1001 goes back to 32 bits.
+// Lanes hold cells of 16 bits and serve where the scores stay within bounds
+// (here up to enough), plain rows where they may grow without end; gaps of
+// -1000 are the dearest that lanes take, and -1001 goes back to plain rows.
 TEST(AlignmentBound, RowsInLanesGiveTheScoresOfPlainRows)
 {
   struct Scoring {

@@ -37,10 +37,10 @@ struct Carried {
   size_t a, e;
 };
 
-Carried carry_and_cut(int32_t* r, size_t width, int32_t gap, int32_t low, size_t from = 0, int32_t carry = DEAD)
+Carried carry_and_cut(int32_t* r, size_t width, int32_t gap, int32_t low)
 {
-  Carried c{carry, DEAD, width, from};
-  for (size_t j = from; j < width; ++j) {
+  Carried c{DEAD, DEAD, width, 0};
+  for (size_t j = 0; j < width; ++j) {
     const int32_t v = std::max(r[j], c.carry);
     c.carry = v + gap;
     r[j] = v > low ? v : DEAD;
@@ -55,10 +55,9 @@ Carried carry_and_cut(int32_t* r, size_t width, int32_t gap, int32_t low, size_t
 
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
 #define CARRY_IN_LANES 1
-// The same by blocks of 16 cells, where the processor has 16 lanes of 32
-// bits: a block carries within itself by doubling steps, then takes the
-// carry of the block before. Gaps of at least -2^16 keep every sum far
-// from overflow.
+// The same by blocks of 32 cells of 16 bits, where the processor has 32
+// lanes of them: a block carries within itself by doubling steps, then
+// takes the carry of the block before.
 // (g++ 12 takes the undefined lanes inside its own intrinsics for
 // uninitialized ones, in sanitized builds and without link-time
 // optimisation.)
@@ -67,121 +66,8 @@ Carried carry_and_cut(int32_t* r, size_t width, int32_t gap, int32_t low, size_t
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #define IN_LANES __attribute__((target("arch=x86-64-v4")))
 
-// One block of 16 cells: each takes the carry from the cells before it in
-// the block, by doubling steps, and from the block before (carry, in every
-// lane; steps holds gap times the lane). The carry stays in a vector from
-// block to block: through memory it would wait on the store of the block.
-IN_LANES __attribute__((always_inline)) inline __m512i carry_block(__m512i x, __m512i carry, __m512i steps,
-                                                                   int32_t gap)
-{
-  const __m512i dead = _mm512_set1_epi32(DEAD), one = _mm512_set1_epi32(gap);
-  x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 15), one));
-  x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 14), _mm512_set1_epi32(2 * gap)));
-  x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 12), _mm512_set1_epi32(4 * gap)));
-  x = _mm512_max_epi32(x, _mm512_add_epi32(_mm512_alignr_epi32(x, dead, 8), _mm512_set1_epi32(8 * gap)));
-  return _mm512_max_epi32(x, _mm512_add_epi32(carry, steps));
-}
-
-// The carry past lane last of a block, in every lane. A lane is never below
-// DEAD by more than two gaps, so neither is the carry.
-IN_LANES __attribute__((always_inline)) inline __m512i carry_past(__m512i x, size_t last, int32_t gap)
-{
-  return _mm512_add_epi32(_mm512_permutexvar_epi32(_mm512_set1_epi32(static_cast<int32_t>(last)), x),
-                          _mm512_set1_epi32(gap));
-}
-
-IN_LANES __attribute__((always_inline)) inline __m512i gap_steps(int32_t gap)
-{
-  return _mm512_mullo_epi32(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
-                            _mm512_set1_epi32(gap));
-}
-
-// The carry of a vector as a cell: clamped to DEAD.
-IN_LANES __attribute__((always_inline)) inline int32_t carry_cell(__m512i carry)
-{
-  return std::max(_mm_cvtsi128_si32(_mm512_castsi512_si128(carry)), DEAD);
-}
-
-// The cut of the lanes of a block of cells from j on to the floor (low):
-// notes the living ones in c and gives the block with the others DEAD.
-IN_LANES __attribute__((always_inline)) inline __m512i cut_block(__m512i x, __mmask16 lanes, int32_t low, size_t j,
-                                                                 Carried& c)
-{
-  const __mmask16 alive = static_cast<__mmask16>(_mm512_cmpgt_epi32_mask(x, _mm512_set1_epi32(low)) & lanes);
-  // The lanes alive in the high half of a word: the last one is counted
-  // from the top, clear of what lies above 16 bits (g++ 12 may reload a
-  // spilled mask with them).
-  const uint32_t high = _cvtmask16_u32(alive) << 16;
-  if (high) {
-    c.a = std::min<size_t>(c.a, j + static_cast<size_t>(__builtin_ctz(high)) - 16);
-    c.e = j + 16 - static_cast<size_t>(__builtin_clz(high));
-  }
-  return _mm512_mask_mov_epi32(_mm512_set1_epi32(DEAD), alive, x);
-}
-
-IN_LANES Carried carry_and_cut_in_lanes(int32_t* r, size_t width, int32_t gap, int32_t low)
-{
-  __m512i top = _mm512_set1_epi32(DEAD), carry = top;
-  const __m512i steps = gap_steps(gap);
-  Carried c{DEAD, DEAD, width, 0};
-  size_t j = 0;
-  for (; j + 16 <= width; j += 16) {
-    const __m512i x = carry_block(_mm512_loadu_si512(r + j), carry, steps, gap);
-    carry = carry_past(x, 15, gap);
-    const __m512i cut = cut_block(x, 0xffff, low, j, c);
-    _mm512_storeu_si512(r + j, cut);
-    top = _mm512_max_epi32(top, cut);
-  }
-  const Carried rest = carry_and_cut(r, width, gap, low, j, carry_cell(carry));
-  c.carry = rest.carry;
-  c.top = std::max(_mm512_reduce_max_epi32(top), rest.top);
-  if (rest.a < width) {
-    c.a = std::min(c.a, rest.a);
-    c.e = rest.e;
-  }
-  return c;
-}
-
-// A residue step (residue_step) and the carry and cut of the new row in
-// one pass, by the same blocks of 16 lanes: from the width cells of row to
-// the width + 1 cells of next.
-IN_LANES Carried step_carry_and_cut_in_lanes(const int32_t* row, int32_t* next, const char* u, const char* v,
-                                             size_t width, char r, int32_t differ, int32_t indel, int32_t low)
-{
-  const __m512i dead = _mm512_set1_epi32(DEAD), one = _mm512_set1_epi32(indel);
-  const __m512i match = _mm512_set1_epi32(1), mismatch = _mm512_set1_epi32(differ);
-  const __m128i residue = _mm_set1_epi8(r);
-  const __m512i steps = gap_steps(indel);
-  __m512i top = dead, carry = dead;
-  const size_t cells = width + 1;
-  Carried c{DEAD, DEAD, cells, 0};
-  for (size_t j = 0; j < cells; j += 16) {
-    // Lane l is cell j + l: from row[j + l] with the residue left out, and
-    // from row[j + l - 1] with the residue against unit character j + l - 1.
-    const size_t left = cells - j;
-    const __mmask16 lanes = left >= 16 ? __mmask16(0xffff) : static_cast<__mmask16>((1u << left) - 1);
-    const __mmask16 same = j + 16 <= width ? __mmask16(0xffff) : static_cast<__mmask16>((1u << (width - j)) - 1);
-    const __mmask16 before = static_cast<__mmask16>(lanes & (j == 0 ? 0xfffe : 0xffff));
-    const __m512i kept = _mm512_mask_loadu_epi32(dead, same, row + j);
-    const __m512i stepped = _mm512_mask_loadu_epi32(dead, before, row + j - 1);
-    const __mmask16 matches = _mm_mask_cmpeq_epi8_mask(before, _mm_maskz_loadu_epi8(before, u + j - 1), residue) |
-                              _mm_mask_cmpeq_epi8_mask(before, _mm_maskz_loadu_epi8(before, v + j - 1), residue);
-    __m512i x = _mm512_max_epi32(_mm512_add_epi32(kept, one),
-                                 _mm512_add_epi32(stepped, _mm512_mask_mov_epi32(mismatch, matches, match)));
-    x = carry_block(_mm512_mask_mov_epi32(dead, lanes, x), carry, steps, indel);
-    const __m512i cut = cut_block(x, lanes, low, j, c);
-    _mm512_mask_storeu_epi32(next + j, lanes, cut);
-    top = _mm512_max_epi32(top, cut);
-    // The carry past the last cell of the block, or of the row.
-    carry = carry_past(x, std::min<size_t>(left, 16) - 1, indel);
-  }
-  c.carry = carry_cell(carry);
-  c.top = _mm512_reduce_max_epi32(top);
-  return c;
-}
-
-// Rows of cells of 16 bits, 32 to a vector, where every score that matters
-// fits them (narrow_cells_hold): living cells lie above the floor, at least
+// Rows in lanes hold cells of 16 bits, where every score that matters fits
+// them (narrow_cells_hold): living cells lie above the floor, at least
 // -NARROW_HOLDS, and below enough, at most NARROW_HOLDS; sums saturate, and
 // any sum with a dead cell or a saturated one lies below the floor.
 constexpr int16_t DEAD16 = INT16_MIN;
@@ -195,7 +81,10 @@ IN_LANES __attribute__((always_inline)) inline __m512i gap_steps16(int32_t gap)
   return _mm512_load_si512(steps);
 }
 
-// One block of 32 cells of 16 bits, as carry_block.
+// One block of 32 cells: each takes the carry from the cells before it in
+// the block, by doubling steps, and from the block before (carry, in every
+// lane; steps holds gap times the lane). The carry stays in a vector from
+// block to block: through memory it would wait on the store of the block.
 IN_LANES __attribute__((always_inline)) inline __m512i carry_block16(__m512i x, __m512i carry, __m512i steps,
                                                                      int32_t gap)
 {
@@ -219,9 +108,10 @@ IN_LANES __attribute__((always_inline)) inline __mmask32 lanes_of(size_t j, size
   return j + 32 <= width ? __mmask32(0xffffffff) : j >= width ? __mmask32(0) : _bzhi_u32(0xffffffff, unsigned(width - j));
 }
 
-// The carry of a block, its cut to the floor and its store at r, as
-// carry_and_cut_in_lanes: x holds the cells [j, j + 32) of a row of width
-// cells.
+// The carry of a block, its cut to the floor and its store at r: x holds
+// the cells [j, j + 32) of a row of width cells. Notes the living ones in
+// c, the highest in top, and leaves the carry past the block, or past the
+// row, in carry.
 IN_LANES __attribute__((always_inline)) inline void carry_and_cut_block16(__m512i x, int16_t* r, size_t j,
                                                                           size_t width, __m512i steps, int32_t gap,
                                                                           int32_t low, __m512i& carry, __m512i& top,
@@ -258,7 +148,8 @@ IN_LANES inline int32_t carry_cell16(__m512i carry)
   return cell == DEAD16 ? DEAD : cell;
 }
 
-IN_LANES Carried carry_and_cut_in_lanes16(int16_t* r, size_t width, int32_t gap, int32_t low)
+// carry_and_cut in lanes.
+IN_LANES Carried carry_and_cut_in_lanes(int16_t* r, size_t width, int32_t gap, int32_t low)
 {
   const __m512i steps = gap_steps16(gap);
   __m512i top = _mm512_set1_epi16(DEAD16), carry = top;
@@ -271,8 +162,11 @@ IN_LANES Carried carry_and_cut_in_lanes16(int16_t* r, size_t width, int32_t gap,
   return c;
 }
 
-IN_LANES Carried step_carry_and_cut_in_lanes16(const int16_t* row, int16_t* next, const char* u, const char* v,
-                                               size_t width, char r, int32_t differ, int32_t indel, int32_t low)
+// A residue step (residue_step) and the carry and cut of the new row in
+// one pass, by the same blocks: from the width cells of row to the
+// width + 1 cells of next.
+IN_LANES Carried step_carry_and_cut_in_lanes(const int16_t* row, int16_t* next, const char* u, const char* v,
+                                             size_t width, char r, int32_t differ, int32_t indel, int32_t low)
 {
   const __m512i dead = _mm512_set1_epi16(DEAD16), one = _mm512_set1_epi16(static_cast<int16_t>(indel));
   const __m512i match = _mm512_set1_epi16(1), mismatch = _mm512_set1_epi16(static_cast<int16_t>(differ));
@@ -282,7 +176,8 @@ IN_LANES Carried step_carry_and_cut_in_lanes16(const int16_t* row, int16_t* next
   const size_t cells = width + 1;
   Carried c{DEAD, DEAD, cells, 0};
   for (size_t j = 0; j < cells; j += 32) {
-    // As in step_carry_and_cut_in_lanes.
+    // Lane l is cell j + l: from row[j + l] with the residue left out, and
+    // from row[j + l - 1] with the residue against unit character j + l - 1.
     const __mmask32 same = lanes_of(j, width);
     const __mmask32 before = lanes_of(j, cells) & (j == 0 ? 0xfffffffe : 0xffffffff);
     const __m512i kept = _mm512_mask_loadu_epi16(dead, same, row + j);
@@ -328,14 +223,13 @@ constexpr int32_t NARROW_HOLDS = 16000, NARROW_GAP = 1000;
 
 AlignmentBound::AlignmentBound(const char* first, const char* last, const Scoring& g, bool lanes)
     : first(first), last(last), mismatch(g.mismatch), indel(g.indel), prefer_longer(g.prefer_longer),
-      in_lanes(lanes && indel >= -(1 << 16) && carry_fits_lanes()),
-      in_narrow_lanes(in_lanes && indel >= -NARROW_GAP && mismatch >= -NARROW_HOLDS)
+      in_lanes(lanes && indel >= -NARROW_GAP && mismatch >= -NARROW_HOLDS && carry_fits_lanes())
 {
 }
 
 bool AlignmentBound::narrow_cells_hold(int32_t low, int64_t enough) const
 {
-  return in_narrow_lanes && low >= -NARROW_HOLDS && enough <= NARROW_HOLDS;
+  return in_lanes && low >= -NARROW_HOLDS && enough <= NARROW_HOLDS;
 }
 
 template <int Dir>
@@ -402,25 +296,21 @@ int32_t AlignmentBound::next_row(Rows<Cell>& rows, const char* u, const char* v,
   make_room(rows.next, rows.width + 1);
   const Cell* from = rows.row.data() + rows.off;
   Cell* to = rows.next.data();
-  Carried c{};
-  bool carried = false;
 #ifdef CARRY_IN_LANES
   if constexpr (sizeof(Cell) == 2) {
-    c = step_carry_and_cut_in_lanes16(from, to, u, v, rows.width, x, differ, indel, low);
-    carried = true;
-  } else if (in_lanes) {
-    c = step_carry_and_cut_in_lanes(from, to, u, v, rows.width, x, differ, indel, low);
-    carried = true;
+    const Carried c = step_carry_and_cut_in_lanes(from, to, u, v, rows.width, x, differ, indel, low);
+    rows.row.swap(rows.next);
+    rows.off = 0;
+    ++rows.width;
+    return cut_row(rows, c.carry, c.top, c.a, c.e, low);
   }
 #endif
-  if constexpr (sizeof(Cell) == 4) {
-    if (!carried)
-      residue_step(from, to, u, v, rows.width, x, differ, indel);
-  }
+  if constexpr (sizeof(Cell) == 4)
+    residue_step(from, to, u, v, rows.width, x, differ, indel);
   rows.row.swap(rows.next);
   rows.off = 0;
   ++rows.width;
-  return carried ? cut_row(rows, c.carry, c.top, c.a, c.e, low) : close_row(rows, low);
+  return close_row(rows, low);
 }
 
 template <class Cell>
@@ -436,14 +326,10 @@ int32_t AlignmentBound::close_row(Rows<Cell>& rows, int32_t low)
   Carried c{};
 #ifdef CARRY_IN_LANES
   if constexpr (sizeof(Cell) == 2)
-    c = carry_and_cut_in_lanes16(r, rows.width, gap, low);
-  else
-    c = in_lanes && rows.width >= 16 ? carry_and_cut_in_lanes(r, rows.width, gap, low)
-                                     : carry_and_cut(r, rows.width, gap, low);
-#else
+    c = carry_and_cut_in_lanes(r, rows.width, gap, low);
+#endif
   if constexpr (sizeof(Cell) == 4)
     c = carry_and_cut(r, rows.width, gap, low);
-#endif
   return cut_row(rows, c.carry, c.top, c.a, c.e, low);
 }
 

@@ -91,8 +91,8 @@ class AlignmentBound {
   const char* last;
   int32_t mismatch, indel;
   int64_t prefer_longer;
-  // Rows in lanes of 32 bits, and of 16 bits where the scores fit them.
-  bool in_lanes, in_narrow_lanes;
+  // Rows in lanes of 16 bits where the scores fit them, else plain rows.
+  bool in_lanes;
   Rows<int32_t> wide;
   Rows<int16_t> narrow;
   std::vector<char> unit, other;
