@@ -105,7 +105,9 @@ IN_LANES __attribute__((always_inline)) inline __m512i carry_block16(__m512i x, 
 // The lanes of a block of cells [j, j + 32) that a row of width cells has.
 IN_LANES __attribute__((always_inline)) inline __mmask32 lanes_of(size_t j, size_t width)
 {
-  return j + 32 <= width ? __mmask32(0xffffffff) : j >= width ? __mmask32(0) : _bzhi_u32(0xffffffff, unsigned(width - j));
+  return j + 32 <= width ? __mmask32(0xffffffff)
+         : j >= width   ? __mmask32(0)
+                        : _bzhi_u32(0xffffffff, static_cast<unsigned>(width - j));
 }
 
 // The carry of a block, its cut to the floor and its store at r: x holds
