@@ -71,7 +71,10 @@ SeedPass::SeedPass(RecordSearch& search, size_t u, SearchMarks& marks, std::list
 void SeedPass::run()
 {
   const size_t seeds = n - u; // the last residue never starts a seed
-  next_N = first_N_from(s, n, 0);
+  // The record is looked through for its first N once, for all passes.
+  if (search.first_N == SIZE_MAX)
+    search.first_N = first_N_from(s, n, 0);
+  next_N = search.first_N;
   if (!search.workers || !search.walk_with_workers || !search.walk_with_workers(*this, *search.workers, seeds))
     walk(0, seeds, nullptr);
   if (spare)

@@ -205,6 +205,8 @@ class RecordSearch {
   // One per thread that takes part: this thread's first, then the workers'
   // by their number in the pool.
   std::vector<SearchScratch> scratch;
+  // The record's first N (its length if none), once a pass has looked.
+  size_t first_N = SIZE_MAX;
 };
 
 // Drops trailing and then leading N's of an extended repeat, moving the phase

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <type_traits>
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
 #include <immintrin.h>
 #endif
@@ -173,6 +174,31 @@ __attribute__((target("arch=x86-64-v4"), always_inline)) inline int32_t highest_
   std::memcpy(&half, &quarters, sizeof half);
   return highest_lane(half);
 }
+// Cells never fall below 0: a step that costs more than a cell holds
+// leaves 0 (without sign, the subtraction stops there).
+__attribute__((target("arch=x86-64-v4"), always_inline)) inline HalfLanes less(HalfLanes x, HalfLanes cost)
+{
+  return (HalfLanes)_mm256_subs_epu16((__m256i)x, (__m256i)cost);
+}
+__attribute__((target("arch=x86-64-v4"), always_inline)) inline Lanes less(Lanes x, Lanes cost)
+{
+  return (Lanes)_mm512_subs_epu16((__m512i)x, (__m512i)cost);
+}
+// The diagonal step from the cells two above: gain two where the residues
+// J and I match (their codes meet), else lose the mismatch's cost.
+__attribute__((target("arch=x86-64-v4"), always_inline)) inline HalfLanes diagonal_step(
+    HalfLanes from, HalfLanes J, HalfLanes I, HalfLanes costs, HalfLanes two)
+{
+  return (HalfLanes)_mm256_mask_adds_epu16(_mm256_subs_epu16((__m256i)from, (__m256i)costs),
+                                           _mm256_test_epi16_mask((__m256i)J, (__m256i)I), (__m256i)from,
+                                           (__m256i)two);
+}
+__attribute__((target("arch=x86-64-v4"), always_inline)) inline Lanes diagonal_step(Lanes from, Lanes J, Lanes I,
+                                                                                   Lanes costs, Lanes two)
+{
+  return (Lanes)_mm512_mask_adds_epu16(_mm512_subs_epu16((__m512i)from, (__m512i)costs),
+                                       _mm512_test_epi16_mask((__m512i)J, (__m512i)I), (__m512i)from, (__m512i)two);
+}
 #pragma GCC diagnostic pop
 
 template <int K, typename V, typename Row>
@@ -206,8 +232,8 @@ __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const Lane
     }
     lower[p] = (p ? shape.h_lo[1] - shape.h_lo[0] : shape.h_lo[0] - shape.h_lo[1] - 1) < 0;
   }
-  const V caps = zero + cap, gaps = zero + gap, mismatches = zero + mismatch;
-  const V match_gain = zero + static_cast<int16_t>(2 - mismatch);
+  const V caps = zero + cap, gaps = zero + gap, mismatch_costs = zero + static_cast<int16_t>(-mismatch);
+  const V two = zero + int16_t(2);
   // The antidiagonals top + 1 and top + 2, all at the edge.
   const int16_t edge_cell = shape.from_end ? int16_t(0) : cap;
   const V edge = zero + edge_cell;
@@ -224,34 +250,44 @@ __attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const Lane
     const int16_t* jc = shape.js + (q + p - shape.j_lo) + shape.h_lo[p];
     const int16_t* ic = shape.is + (shape.i_hi - q) + shape.h_lo[p];
     int16_t* cells = out[p] + 1 + shape.h_lo[p];
-    V c[K];
-    for (int j = 0; j < K; ++j) {
-      V J, I;
-      std::memcpy(&J, jc + W * j, sizeof J);
-      std::memcpy(&I, ic + W * j, sizeof I);
-      if constexpr (!IN_REGISTERS)
-        std::memcpy(&above2[j], cells + W * j, sizeof above2[j]);
-      const V score = mismatches + (((J & I) != 0) & match_gain);
-      const V diagonal = above2[j] + score;
-      const V other = lower[p] ? __builtin_shuffle(j > 0 ? above[j - 1] : zero, above[j], up)
-                               : __builtin_shuffle(above[j], j + 1 < K ? above[j + 1] : zero, down);
-      const V gapped = (above[j] > other ? above[j] : other) - gaps;
-      V cell = diagonal > gapped ? diagonal : gapped;
-      cell = cell > zero ? cell : zero;
-      cell = cell < caps ? cell : caps;
-      c[j] = j == K - 1 ? cell & band[p] : cell;
-    }
     V most = zero;
-    for (int j = 0; j < K; ++j) {
-      std::memcpy(cells + W * j, &c[j], sizeof c[j]);
-      if (j >= window_from[p] && j <= window_to[p]) {
-        const V seen = c[j] & window[p][j];
-        most = most > seen ? most : seen;
+    // One pass over the vectors, each written over the antidiagonal two
+    // above once read; before is the vector one above that came before.
+    auto pass = [&](auto lower_lane) __attribute__((target("arch=x86-64-v4"), always_inline)) {
+      V before = zero;
+#pragma GCC unroll 16
+      for (int j = 0; j < K; ++j) {
+        V J, I, two_above;
+        std::memcpy(&J, jc + W * j, sizeof J);
+        std::memcpy(&I, ic + W * j, sizeof I);
+        if constexpr (IN_REGISTERS)
+          two_above = above2[j];
+        else
+          std::memcpy(&two_above, cells + W * j, sizeof two_above);
+        const V one_above = above[j];
+        const V other = lower_lane ? __builtin_shuffle(before, one_above, up)
+                                   : __builtin_shuffle(one_above, j + 1 < K ? above[j + 1] : zero, down);
+        const V diagonal = diagonal_step(two_above, J, I, mismatch_costs, two);
+        const V gapped = less(one_above > other ? one_above : other, gaps);
+        V cell = diagonal > gapped ? diagonal : gapped;
+        cell = cell < caps ? cell : caps;
+        if (j == K - 1)
+          cell &= band[p];
+        std::memcpy(cells + W * j, &cell, sizeof cell);
+        if (j >= window_from[p] && j <= window_to[p]) {
+          const V seen = cell & window[p][j];
+          most = most > seen ? most : seen;
+        }
+        if constexpr (IN_REGISTERS)
+          above2[j] = one_above;
+        above[j] = cell;
+        before = one_above;
       }
-      if constexpr (IN_REGISTERS)
-        above2[j] = above[j];
-      above[j] = c[j];
-    }
+    };
+    if (lower[p])
+      pass(std::true_type{});
+    else
+      pass(std::false_type{});
     row(t, static_cast<const int16_t*>(out[p] + 1), highest_lane(most));
   }
 }
@@ -302,16 +338,21 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
   std::vector<size_t> starts;
   for (size_t b0 = 0; b0 + u1 < n; b0 += each)
     starts.push_back(b0);
-  auto one = [&](size_t i) { return bound_stretch(starts[i], std::min(starts[i] + each, n - u1), band); };
+  // Each thread keeps the cells of its backward tables from one stretch to
+  // the next.
+  std::vector<std::vector<int16_t>> backward(workers ? workers->size() : 1);
+  auto one = [&](size_t i, unsigned int thread) {
+    return bound_stretch(starts[i], std::min(starts[i] + each, n - u1), band, backward[thread]);
+  };
   if (!workers || workers->size() < 2 || starts.size() < 2) {
     for (size_t i = 0; i < starts.size(); ++i)
-      join(one(i));
+      join(one(i, 0));
     return;
   }
   std::vector<Ranges> found(starts.size());
   std::atomic<size_t> outstanding{starts.size()};
   for (size_t i = 0; i < starts.size(); ++i)
-    workers->submit([&, i](unsigned int) { found[i] = one(i); }, [&] { --outstanding; });
+    workers->submit([&, i](unsigned int thread) { found[i] = one(i, thread); }, [&] { --outstanding; });
   workers->help_until([&] { return outstanding == 0; });
   for (Ranges& ranges : found)
     join(ranges);
@@ -458,7 +499,8 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
   }
 }
 
-SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band) const
+SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band,
+                                                             std::vector<int16_t>& backward) const
 {
   // The seed [b, b + u) starts the forward table at (b, b + u), on
   // antidiagonal t = 2b + u, and the backward one at (n - b - u, n - b), on
@@ -469,7 +511,11 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
   const int64_t h0[2] = {(u1 + 1) / 2, u1 / 2}, width = (u2 - u1) / 2 + 1;
   // (By whole blocks, with the cells beyond the range's unit lengths.)
   const int64_t stride = (width + BLOCK - 1) / BLOCK * BLOCK;
-  std::vector<int16_t> backward(static_cast<size_t>((t_hi - t_lo + 1) * stride));
+  // (Only the antidiagonals that the backward table does not hand, near the
+  // record's end, are cleared: the others are written whole.)
+  if (backward.size() < static_cast<size_t>((t_hi - t_lo + 1) * stride))
+    backward.resize(static_cast<size_t>((t_hi - t_lo + 1) * stride));
+  int64_t handed_lo = t_hi + 1, handed_hi = t_lo - 1;
   // The highest backward cell of each antidiagonal, so that the forward
   // cells of most antidiagonals are seen to fall short without reading
   // their backward ones, which lie far out of the cache.
@@ -485,7 +531,16 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
     const int16_t* from = c + h0[p];
     copy_blocks(from, backward.data() + (forward_t - t_lo) * stride, stride);
     backward_top[static_cast<size_t>(forward_t - t_lo)] = static_cast<int16_t>(top);
+    handed_lo = std::min(handed_lo, forward_t);
+    handed_hi = std::max(handed_hi, forward_t);
   });
+  if (handed_lo > handed_hi) {
+    handed_lo = t_hi + 1;
+    handed_hi = t_hi;
+  }
+  std::fill(backward.begin(), backward.begin() + (handed_lo - t_lo) * stride, int16_t(0));
+  std::fill(backward.begin() + (handed_hi + 1 - t_lo) * stride, backward.begin() + (t_hi + 1 - t_lo) * stride,
+            int16_t(0));
   // Twice the threshold per cell and parity; more than any cell where the
   // unit length is not bounded.
   std::vector<int16_t> need[2];

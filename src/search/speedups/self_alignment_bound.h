@@ -106,7 +106,8 @@ class SelfAlignmentBound {
   // Ranges of seeds by unit length, as in may_reach.
   using Ranges = std::vector<std::vector<uint32_t>>;
   // The seeds of [b0, b1) that may reach the threshold.
-  Ranges bound_stretch(size_t b0, size_t b1, const Band& band) const;
+  // backward: room for the cells of the backward table.
+  Ranges bound_stretch(size_t b0, size_t b1, const Band& band, std::vector<int16_t>& backward) const;
   // The ranges of the seeds [b0, b1) whose bits are set, by unit length.
   Ranges ranges_of(const std::vector<uint64_t>& may, size_t b0, size_t b1) const;
   // Appends the ranges of the next stretch.
