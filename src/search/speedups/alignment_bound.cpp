@@ -304,7 +304,9 @@ int32_t AlignmentBound::next_row(Rows<Cell>& rows, const char* u, const char* v,
     rows.row.swap(rows.next);
     rows.off = 0;
     ++rows.width;
-    return cut_row(rows, c.carry, c.top, c.a, c.e, low);
+    const int32_t best = cut_row(rows, c.carry, c.top, c.a, c.e, low);
+    living_cells += rows.width;
+    return best;
   }
 #endif
   if constexpr (sizeof(Cell) == 4)
@@ -312,7 +314,9 @@ int32_t AlignmentBound::next_row(Rows<Cell>& rows, const char* u, const char* v,
   rows.row.swap(rows.next);
   rows.off = 0;
   ++rows.width;
-  return close_row(rows, low);
+  const int32_t best = close_row(rows, low);
+  living_cells += rows.width;
+  return best;
 }
 
 template <class Cell>

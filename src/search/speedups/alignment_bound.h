@@ -44,6 +44,10 @@ class AlignmentBound {
   int64_t best_score(const char* c, const char* p, const char* ub, const char* ue, const char* bound, int32_t start,
                      int64_t floor, int64_t enough);
 
+  // The living cells of the rows made so far, which rows in lanes and plain
+  // rows must keep alike.
+  uint64_t living_cells = 0;
+
  private:
   // The scores of a row of cells, by unit characters consumed, as Cell: the
   // living ones are row[off, off + width), of columns [lo, lo + width);
