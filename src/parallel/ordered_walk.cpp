@@ -42,7 +42,8 @@ class OrderedWalk {
  public:
   OrderedWalk(SeedPass& pass, ThreadPool& pool) : pass(pass), pool(pool), s(pass.s), n(pass.n), u(pass.u) {}
 
-  void run(size_t seeds, size_t size);
+  // ends: where the chunks after the first seeds end, in order.
+  void run(size_t alone, const std::vector<size_t>& ends);
 
  private:
   // Whether the marks of a chunk's seeds are still those of its copy, with
@@ -96,18 +97,17 @@ class OrderedWalk {
   const size_t n, u;
 };
 
-void OrderedWalk::run(size_t seeds, size_t size)
+void OrderedWalk::run(size_t alone, const std::vector<size_t>& ends)
 {
   const unsigned int threads = pool.size();
   // The walk first goes over the pass's first seeds alone: on a satellite
   // array a repeat over the whole array is found there, whose deferred
   // marks then keep the workers from walking ahead in vain.
-  const size_t alone = std::min<size_t>(4096, size / 2);
   pass.walk(0, alone, nullptr);
-  std::vector<Chunk> chunks((seeds + size - 1) / size);
+  std::vector<Chunk> chunks(ends.size());
   for (size_t i = 0; i < chunks.size(); ++i) {
-    chunks[i].begin = i == 0 ? alone : i * size;
-    chunks[i].end = std::min(seeds, (i + 1) * size);
+    chunks[i].begin = i == 0 ? alone : ends[i - 1];
+    chunks[i].end = ends[i];
   }
   std::atomic<size_t> outstanding{0};
   size_t submitted = 0;
@@ -232,12 +232,58 @@ void OrderedWalk::speculate(Chunk& chunk, unsigned int thread)
 
 } // namespace
 
+namespace {
+
+// Where the chunks of seeds [alone, seeds) end: each at most size seeds
+// long, and, where the record's alignment with itself lets only some seeds
+// through (may_reach), holding no more than an equal share of those: with
+// long units they gather in a few windows of real duplications, whose work
+// one chunk would otherwise hold.
+std::vector<size_t> chunk_ends(size_t alone, size_t seeds, size_t size, unsigned int threads,
+                               const std::vector<uint32_t>* may_reach)
+{
+  std::vector<size_t> ends;
+  size_t share = SIZE_MAX;
+  if (may_reach) {
+    size_t through = 0;
+    for (size_t k = 0; k < may_reach->size(); k += 2)
+      through += std::min<size_t>((*may_reach)[k + 1], seeds) - std::min<size_t>((*may_reach)[k], seeds);
+    share = std::max<size_t>(through / (8 * threads), 1);
+  }
+  size_t begin = alone, held = 0, k = 0;
+  while (begin < seeds) {
+    size_t end = std::min(begin + size, seeds);
+    // The seeds let through from begin on, up to the chunk's share.
+    for (; may_reach && k < may_reach->size(); k += 2) {
+      const size_t b = std::max<size_t>((*may_reach)[k], begin), e = (*may_reach)[k + 1];
+      if (b >= end)
+        break;
+      if (e <= b)
+        continue;
+      if (held + (std::min(e, end) - b) >= share) {
+        end = b + (share - held);
+        break;
+      }
+      held += std::min(e, end) - b;
+      if (e > end)
+        break;
+    }
+    ends.push_back(end);
+    begin = end;
+    held = 0;
+  }
+  return ends;
+}
+
+} // namespace
+
 bool walk_with_workers(SeedPass& pass, ThreadPool& pool, size_t seeds)
 {
   const unsigned int threads = pool.size();
   const size_t size = std::clamp<size_t>(seeds / (8 * threads), 4096, 65536);
   if (threads == 1 || seeds < 2 * size)
     return false;
-  OrderedWalk(pass, pool).run(seeds, size);
+  const size_t alone = std::min<size_t>(4096, size / 2);
+  OrderedWalk(pass, pool).run(alone, chunk_ends(alone, seeds, size, threads, pass.may_reach));
   return true;
 }
