@@ -5,6 +5,7 @@
 // must extend to the same record, field by field and edit by edit, whether
 // its walk is its own or follows others, and with its list or without.
 
+#include "parallel/ordered_walk.h"
 #include "parallel/thread_pool.h"
 #include "search/record_search.h"
 #include "search/speedups/alignment_bound.h"
@@ -686,6 +687,59 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
   const SelfAlignmentBound bound(ending.data(), ending.data() + ending.size(), setup.scoring, min_score.data(), 12, 12);
   SelfAlignmentBound::Reader reader(&bound.may_reach(12));
   EXPECT_FALSE(reader.falls_short(ending.size() - 13));
+}
+
+
+// The chunks of a pass walked with workers cover its seeds after the first
+// ones, each once and in order, none longer than the size; where only some
+// seeds are let through, none holds more than its share of them, however
+// they gather: all in one window, spread, or none at all.
+TEST(OrderedWalk, ChunksShareTheSeedsLetThrough)
+{
+  std::mt19937 random(7);
+  const size_t seeds = 300000, alone = 2048, size = 65536;
+  const unsigned int threads = 2;
+  std::vector<std::vector<uint32_t>> cases = {{}, {1000, 4000}, {0, 300000}, {299990, 300000}};
+  for (int c = 0; c < 20; ++c) {
+    std::vector<uint32_t> ranges;
+    for (uint32_t b = random() % 5000; b < seeds; b += 1 + random() % (c < 10 ? 500 : 50000)) {
+      const uint32_t e = std::min<uint32_t>(b + 1 + random() % 3000, seeds);
+      ranges.push_back(b);
+      ranges.push_back(e);
+      b = e;
+    }
+    cases.push_back(ranges);
+  }
+  for (const std::vector<uint32_t>& ranges : cases) {
+    size_t through = 0;
+    for (size_t k = 0; k < ranges.size(); k += 2)
+      through += ranges[k + 1] - ranges[k];
+    const size_t share = std::max<size_t>(through / (8 * threads), 1);
+    for (const std::vector<uint32_t>* may_reach : {static_cast<const std::vector<uint32_t>*>(nullptr), &ranges}) {
+      const std::vector<size_t> ends = chunk_ends(alone, seeds, size, threads, may_reach);
+      ASSERT_FALSE(ends.empty());
+      EXPECT_EQ(ends.back(), seeds);
+      size_t begin = alone;
+      for (size_t end : ends) {
+        ASSERT_GT(end, begin);
+        ASSERT_LE(end - begin, size);
+        if (may_reach) {
+          size_t held = 0;
+          for (size_t k = 0; k < ranges.size(); k += 2)
+            held += std::max<size_t>(std::min<size_t>(ranges[k + 1], end), std::max<size_t>(ranges[k], begin)) -
+                    std::max<size_t>(ranges[k], begin);
+          EXPECT_LE(held, share) << "chunk " << begin << "-" << end;
+          // A chunk ends short of the size only once it holds its share.
+          if (end - begin < size && end < seeds) {
+            EXPECT_EQ(held, share) << "chunk " << begin << "-" << end;
+          }
+        } else if (end < seeds) {
+          EXPECT_EQ(end - begin, size);
+        }
+        begin = end;
+      }
+    }
+  }
 }
 
 } // namespace

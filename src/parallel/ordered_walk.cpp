@@ -232,13 +232,8 @@ void OrderedWalk::speculate(Chunk& chunk, unsigned int thread)
 
 } // namespace
 
-namespace {
-
-// Where the chunks of seeds [alone, seeds) end: each at most size seeds
-// long, and, where the record's alignment with itself lets only some seeds
-// through (may_reach), holding no more than an equal share of those: with
-// long units they gather in a few windows of real duplications, whose work
-// one chunk would otherwise hold.
+// With long units the seeds let through gather in a few windows of real
+// duplications, whose work one chunk would otherwise hold.
 std::vector<size_t> chunk_ends(size_t alone, size_t seeds, size_t size, unsigned int threads,
                                const std::vector<uint32_t>* may_reach)
 {
@@ -274,8 +269,6 @@ std::vector<size_t> chunk_ends(size_t alone, size_t seeds, size_t size, unsigned
   }
   return ends;
 }
-
-} // namespace
 
 bool walk_with_workers(SeedPass& pass, ThreadPool& pool, size_t seeds)
 {
