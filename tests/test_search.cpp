@@ -190,4 +190,29 @@ TEST(PeriodRuns, AreTheMaximalRunsOfAgreeingPositions)
   }
 }
 
+// The complete search seeds from the record's first residue on, but never
+// where an N lies in the seed: a unit of N and A over alternating N's and
+// A's would match itself throughout.
+TEST(CompleteSearch, SeedsFromTheFirstResidueButNotOverNs)
+{
+  Settings settings;
+  SearchSetup setup(settings);
+  std::string text;
+  for (int i = 0; i < 30; ++i)
+    text += "NA";
+  text = "GTGTGTGTGTGTGTGTGTGT" + text + "GATTACAGGCTT";
+  FastaRecord seq;
+  seq.residues.assign(text.c_str());
+  setup.thresholds.cover(seq.residues.size());
+  RecordSearch search(setup, 1, seq);
+  const RepeatList& found = search.search_and_filter();
+  const char* s = seq.residues.data();
+  bool first_seeded = false;
+  for (const Repeat* sat : found.sats) {
+    EXPECT_EQ(std::string(sat->unit_begin, sat->unit_end).find('N'), std::string::npos);
+    first_seeded |= sat->unit_begin == s && sat->unit_length() == 2;
+  }
+  EXPECT_TRUE(first_seeded) << "the repeat of GT is seeded at the first residue";
+}
+
 } // namespace

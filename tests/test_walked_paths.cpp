@@ -681,12 +681,16 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
   EXPECT_GT(random_turned_away * 100, random_seeds * 95);
 
   // A record that ends in copies of a unit: its last seed, which reads
-  // them backward, is let through for the shortest unit of the range.
+  // them backward, is let through for the shortest unit of the range, also
+  // as the only seed of the last stretch.
   const std::string ending = minisatellite(30, 0, 9).substr(0, 200) + std::string("ACGTTGCAAGCT") + "ACGTTGCAAGCT" + "ACGTTGCAAGCT";
   std::vector<int32_t> min_score(13, 12);
-  const SelfAlignmentBound bound(ending.data(), ending.data() + ending.size(), setup.scoring, min_score.data(), 12, 12);
-  SelfAlignmentBound::Reader reader(&bound.may_reach(12));
-  EXPECT_FALSE(reader.falls_short(ending.size() - 13));
+  for (const size_t stretch : {size_t(0), ending.size() - 13}) {
+    const SelfAlignmentBound bound(ending.data(), ending.data() + ending.size(), setup.scoring, min_score.data(), 12,
+                                   12, nullptr, stretch);
+    SelfAlignmentBound::Reader reader(&bound.may_reach(12));
+    EXPECT_FALSE(reader.falls_short(ending.size() - 13)) << "stretch " << stretch;
+  }
 }
 
 
@@ -699,7 +703,12 @@ TEST(OrderedWalk, ChunksShareTheSeedsLetThrough)
   std::mt19937 random(7);
   const size_t seeds = 300000, alone = 2048, size = 65536;
   const unsigned int threads = 2;
-  std::vector<std::vector<uint32_t>> cases = {{}, {1000, 4000}, {0, 300000}, {299990, 300000}};
+  std::vector<std::vector<uint32_t>> cases = {{}, {1000, 4000}, {0, 300000}, {299990, 300000}, {}};
+  // 16 ranges of exactly one share each.
+  for (uint32_t b = 5000; cases.back().size() < 32; b += 1500) {
+    cases.back().push_back(b);
+    cases.back().push_back(b + 1000);
+  }
   for (int c = 0; c < 20; ++c) {
     std::vector<uint32_t> ranges;
     for (uint32_t b = random() % 5000; b < seeds; b += 1 + random() % (c < 10 ? 500 : 50000)) {
@@ -729,9 +738,14 @@ TEST(OrderedWalk, ChunksShareTheSeedsLetThrough)
             held += std::max<size_t>(std::min<size_t>(ranges[k + 1], end), std::max<size_t>(ranges[k], begin)) -
                     std::max<size_t>(ranges[k], begin);
           EXPECT_LE(held, share) << "chunk " << begin << "-" << end;
-          // A chunk ends short of the size only once it holds its share.
+          // A chunk ends short of the size only once it holds its share,
+          // right after the last seed of its share.
           if (end - begin < size && end < seeds) {
             EXPECT_EQ(held, share) << "chunk " << begin << "-" << end;
+            bool last_let_through = false;
+            for (size_t k = 0; k < ranges.size(); k += 2)
+              last_let_through |= ranges[k] < end && end <= ranges[k + 1];
+            EXPECT_TRUE(last_let_through) << "chunk " << begin << "-" << end;
           }
         } else if (end < seeds) {
           EXPECT_EQ(end - begin, size);
