@@ -245,9 +245,9 @@ std::vector<size_t> chunk_ends(size_t alone, size_t seeds, size_t size, unsigned
       through += std::min<size_t>((*may_reach)[k + 1], seeds) - std::min<size_t>((*may_reach)[k], seeds);
     share = std::max<size_t>(through / (8 * threads), 1);
   }
-  size_t begin = alone, held = 0, k = 0;
+  size_t begin = alone, k = 0;
   while (begin < seeds) {
-    size_t end = std::min(begin + size, seeds);
+    size_t end = std::min(begin + size, seeds), held = 0;
     // The seeds let through from begin on, up to the chunk's share.
     for (; may_reach && k < may_reach->size(); k += 2) {
       const size_t b = std::max<size_t>((*may_reach)[k], begin), e = (*may_reach)[k + 1];
@@ -265,7 +265,6 @@ std::vector<size_t> chunk_ends(size_t alone, size_t seeds, size_t size, unsigned
     }
     ends.push_back(end);
     begin = end;
-    held = 0;
   }
   return ends;
 }

@@ -511,11 +511,12 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
   const int64_t h0[2] = {(u1 + 1) / 2, u1 / 2}, width = (u2 - u1) / 2 + 1;
   // (By whole blocks, with the cells beyond the range's unit lengths.)
   const int64_t stride = (width + BLOCK - 1) / BLOCK * BLOCK;
-  // (Only the antidiagonals that the backward table does not hand, near the
-  // record's end, are cleared: the others are written whole.)
+  // The table hands the antidiagonals from t_lo on (it starts a margin
+  // beyond them, or at the record's end) up to handed_hi; only those past
+  // it, near the record's end, are cleared: the others are written whole.
   if (backward.size() < static_cast<size_t>((t_hi - t_lo + 1) * stride))
     backward.resize(static_cast<size_t>((t_hi - t_lo + 1) * stride));
-  int64_t handed_lo = t_hi + 1, handed_hi = t_lo - 1;
+  int64_t handed_hi = t_lo - 1;
   // The highest backward cell of each antidiagonal, so that the forward
   // cells of most antidiagonals are seen to fall short without reading
   // their backward ones, which lie far out of the cache.
@@ -531,14 +532,8 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
     const int16_t* from = c + h0[p];
     copy_blocks(from, backward.data() + (forward_t - t_lo) * stride, stride);
     backward_top[static_cast<size_t>(forward_t - t_lo)] = static_cast<int16_t>(top);
-    handed_lo = std::min(handed_lo, forward_t);
     handed_hi = std::max(handed_hi, forward_t);
   });
-  if (handed_lo > handed_hi) {
-    handed_lo = t_hi + 1;
-    handed_hi = t_hi;
-  }
-  std::fill(backward.begin(), backward.begin() + (handed_lo - t_lo) * stride, int16_t(0));
   std::fill(backward.begin() + (handed_hi + 1 - t_lo) * stride, backward.begin() + (t_hi + 1 - t_lo) * stride,
             int16_t(0));
   // Twice the threshold per cell and parity; more than any cell where the
