@@ -99,6 +99,112 @@ TEST_P(ImperfectExtension, ForwardAndMirroredBackward)
 INSTANTIATE_TEST_SUITE_P(WorkedSequences, ImperfectExtension, ::testing::ValuesIn(cases),
                          [](const ::testing::TestParamInfo<ExtensionCase>& info) { return info.param.label; });
 
+// With the score reduction unlimited, the look-ahead keeps the gains of the
+// points it meets for reuse within an extension, where no option below a
+// point can be cut. A finite reduction too large to ever bind prunes alike
+// but keeps nothing: it gives the reference. Every record must come out the
+// same, field by field and edit by edit.
+TEST(ImperfectExtension, KeptGainsOfTheLookAheadChangeNoRecord)
+{
+  uint64_t state = 11;
+  auto next = [&state] {
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    return static_cast<uint32_t>(state >> 33);
+  };
+  auto base = [&] { return "ACGT"[next() % 4]; };
+  // A unit repeated to a length, with substitutions at the given per cent
+  // and one per cent each of insertions and deletions.
+  auto array = [&](const std::string& unit, size_t length, uint32_t substitutions) {
+    std::string a;
+    for (size_t i = 0; a.size() < length; ++i) {
+      const uint32_t dice = next() % 100;
+      if (dice < substitutions)
+        a += base();
+      else if (dice == substitutions)
+        a += std::string(1, unit[i % unit.size()]) + base();
+      else if (dice != substitutions + 1)
+        a += unit[i % unit.size()];
+    }
+    return a;
+  };
+  auto same_records = [](const std::string& text, const Settings& settings, std::vector<size_t> units,
+                         size_t step) {
+    Settings bounded = settings;
+    bounded.maximum_scorereduction = SCOREREDUCTION_UNLIMITED - 1;
+    const SearchSetup setup(settings), setup_bounded(bounded);
+    FastaRecord seq;
+    seq.residues.assign(text.data(), static_cast<uint32_t>(text.size()));
+    const char* s = seq.residues.data();
+    const char* end = s + seq.residues.size();
+    RecordSearch kept(setup, 1, seq), plain(setup_bounded, 2, seq);
+    auto describe = [s](const Repeat& r) {
+      std::string d = std::to_string(r.sat_begin - s) + "-" + std::to_string(r.sat_end - s) + " phases " +
+                      std::to_string(r.unit_phase_left - s) + "," + std::to_string(r.unit_phase_right - s) +
+                      " score " + std::to_string(r.score) + " M" + std::to_string(r.num_mismatches) + " I" +
+                      std::to_string(r.num_insertions) + " D" + std::to_string(r.num_deletions) + " N" +
+                      std::to_string(r.num_Ns) + ":";
+      for (const missense_entry& e : r.missense_list)
+        d += " " + std::to_string(e.pos - s) + e.kind;
+      return d;
+    };
+    for (size_t u : units)
+      for (size_t b = 0; b + u < text.size(); b += step) {
+        Repeat with, without;
+        for (auto [sat, search] : {std::pair(&with, &kept), std::pair(&without, &plain)}) {
+          sat->init(s + b, s + b + u);
+          search->extend_imperfect_forward(*sat, end, search->scratch[0]);
+          search->extend_imperfect_backward(*sat, s - 1, search->scratch[0]);
+        }
+        if (describe(with) != describe(without))
+          return "unit " + std::to_string(u) + " seed " + std::to_string(b) + ": " + describe(with) + " against " +
+                 describe(without);
+      }
+    return std::string();
+  };
+
+  // Long units over random sequence and a diverged array of a 64-mer with
+  // N's in it, under other scores, depths and N rules.
+  std::string text, unit;
+  for (int i = 0; i < 64; ++i)
+    unit += base();
+  for (int i = 0; i < 1000; ++i)
+    text += base();
+  text += array(unit, 3000, 10);
+  text.replace(2000, 2, "NN");
+  text.replace(2700, 1, "N");
+  for (int i = 0; i < 500; ++i)
+    text += base();
+  void (*const variants[])(Settings&) = {
+      [](Settings&) {},
+      [](Settings& t) { t.prefer_longer_repeat = 0; },
+      [](Settings& t) { t.mismatch_score = -3, t.indel_score = -7; },
+      [](Settings& t) { t.maximum_recursion_depth = 2; },
+      [](Settings& t) { t.maximum_recursion_depth = 7; },
+      [](Settings& t) { t.Ns_allowed_in_a_row = 0; },
+  };
+  for (auto variant : variants) {
+    Settings settings;
+    variant(settings);
+    ASSERT_EQ(same_records(text, settings, {17, 31, 64, 65}, 97), "");
+  }
+
+  // Near the prune floor, where short units and cheap edits cut options
+  // often: arrays of short units, from clean to nearly random, under
+  // scores, depths and ties drawn at random.
+  for (int trial = 0; trial < 80; ++trial) {
+    std::string short_unit;
+    for (size_t i = 2 + next() % 6; i > 0; --i)
+      short_unit += base();
+    const std::string short_array = array(short_unit, 300, next() % 40);
+    Settings settings;
+    settings.mismatch_score = -2 - static_cast<int>(next() % 4);
+    settings.indel_score = -2 - static_cast<int>(next() % 4);
+    settings.maximum_recursion_depth = 2 + static_cast<int>(next() % 6);
+    settings.prefer_longer_repeat = static_cast<int>(next() % 2);
+    ASSERT_EQ(same_records(short_array, settings, {2, 3, 4, 5, 6, 7, 8}, 5), "") << "trial " << trial;
+  }
+}
+
 TEST(RemoveHidden, KeepsTheHigherScoreOfMostlyOverlappingRepeats)
 {
   struct Case {

@@ -15,6 +15,10 @@ struct LookAhead {
   const char* ue;
   int64_t floor; // -L - P
   const char* bound;
+  // Gains of points kept for the extension; null with the score reduction
+  // limited, where the prune bound moves with the best score.
+  LookAheadMemo* memo;
+  int64_t worst_edit; // the costlier edit's score
 
   // The best score reachable from cursor c (unit character u aligned with
   // it) with at most max_depth - depth further edits. Inlined into its
@@ -42,6 +46,14 @@ struct LookAhead {
   __attribute__((noinline)) int32_t options(const char* c, const char* u, int32_t sc, unsigned depth,
                                             int32_t best, int64_t bound_score) const
   {
+    // No option below this point is cut where even the last edit allowed
+    // leaves the score above the bound: then its gain is the same from any
+    // score.
+    const bool uncut = memo && sc + static_cast<int64_t>(g.max_depth - depth) * worst_edit > bound_score;
+    const uint32_t phase = static_cast<uint32_t>(u - ub);
+    int32_t gain;
+    if (uncut && memo->find(c, phase, depth, gain))
+      return sc + gain;
     int32_t result = sc;
     if (bound_score < static_cast<int64_t>(sc) + g.mismatch)
       result = std::max(result, run(c + Dir, step_unit<Dir>(u, ub, ue), sc + g.mismatch, depth + 1, best));
@@ -49,6 +61,8 @@ struct LookAhead {
       result = std::max(result, run(c + Dir, u, sc + g.indel, depth + 1, best));
       result = std::max(result, run(c, step_unit<Dir>(u, ub, ue), sc + g.indel, depth + 1, best));
     }
+    if (uncut)
+      memo->keep(c, phase, depth, result - sc);
     return result;
   }
 };
@@ -82,9 +96,11 @@ void Extension<Dir>::make(const char* c, char kind)
 }
 
 template <int Dir>
-void Extension<Dir>::run(const char* bound, PathFollower<Dir>* follower)
+void Extension<Dir>::run(const char* bound, PathFollower<Dir>* follower, LookAheadMemo& memo)
 {
-  const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound};
+  memo.start();
+  const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound, g.reduction_limited ? nullptr : &memo,
+                                  std::min(g.mismatch, g.indel)};
   for (;;) {
     // The exact phase: consumes matches and passable N runs; stops at a
     // differing residue, at the bound or at an N run that is too long.
@@ -151,17 +167,18 @@ void Extension<Dir>::run(const char* bound, PathFollower<Dir>* follower)
 namespace {
 
 template <int Dir>
-void extend(Repeat& sat, const char* bound, const Scoring& g, WalkedPaths& walked, EditsByReference* by_reference)
+void extend(Repeat& sat, const char* bound, const Scoring& g, WalkedPaths& walked, LookAheadMemo& memo,
+            EditsByReference* by_reference)
 {
   Extension<Dir> extension(sat, g, by_reference);
   // Walked paths need the prune bound to be the fixed floor, that is the
   // score reduction unlimited.
   if (g.reduction_limited) {
-    extension.run(bound, nullptr);
+    extension.run(bound, nullptr, memo);
     return;
   }
   PathFollower<Dir> follower(extension, walked, extension.listing ? by_reference : nullptr);
-  extension.run(bound, &follower);
+  extension.run(bound, &follower, memo);
   follower.finish();
 }
 
@@ -170,11 +187,13 @@ void extend(Repeat& sat, const char* bound, const Scoring& g, WalkedPaths& walke
 void RecordSearch::extend_imperfect_forward(Repeat& sat, const char* bound, SearchScratch& scratch,
                                             EditsByReference* by_reference) const
 {
-  extend<1>(sat, bound, scoring, scratch.walked(1, walks_of_pass(search_id, sat.unit_length()), seq.residues.data()), by_reference);
+  extend<1>(sat, bound, scoring, scratch.walked(1, walks_of_pass(search_id, sat.unit_length()), seq.residues.data()), scratch.look_ahead,
+            by_reference);
 }
 
 void RecordSearch::extend_imperfect_backward(Repeat& sat, const char* bound, SearchScratch& scratch,
                                              EditsByReference* by_reference) const
 {
-  extend<-1>(sat, bound, scoring, scratch.walked(-1, walks_of_pass(search_id, sat.unit_length()), seq.residues.data()), by_reference);
+  extend<-1>(sat, bound, scoring, scratch.walked(-1, walks_of_pass(search_id, sat.unit_length()), seq.residues.data()), scratch.look_ahead,
+            by_reference);
 }

@@ -3,6 +3,7 @@
 
 #include "report/repeat.h"
 #include "search/record_search.h"
+#include "search/speedups/look_ahead_memo.h"
 #include "search/unit_walk.h"
 
 #include <cstddef>
@@ -84,7 +85,7 @@ class Extension {
 
   // Extends the record up to bound; follower, if any, may make the edits
   // of an earlier walk instead of looking ahead.
-  void run(const char* bound, PathFollower<Dir>* follower);
+  void run(const char* bound, PathFollower<Dir>* follower, LookAheadMemo& memo);
 
   // The next residue to examine, and the record's moving end for it.
   const char* cursor() const { return Dir > 0 ? sat.sat_end : sat.sat_begin - 1; }

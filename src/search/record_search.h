@@ -2,6 +2,7 @@
 #define SEARCH_RECORD_SEARCH_H
 
 #include "report/repeat.h"
+#include "search/speedups/look_ahead_memo.h"
 #include "search/speedups/walked_paths.h"
 #include "sequence/fasta_record.h"
 #include "settings/settings.h"
@@ -109,6 +110,7 @@ inline uint64_t walks_of_pass(uint64_t search_id, uint32_t unit_length)
 // walked paths of each direction.
 struct SearchScratch {
   WalkedPaths forward, backward;
+  LookAheadMemo look_ahead;
 
   WalkedPaths& walked(int dir, uint64_t walks, const char* origin)
   {

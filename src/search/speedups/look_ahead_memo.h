@@ -1,0 +1,67 @@
+#ifndef SEARCH_SPEEDUPS_LOOK_AHEAD_MEMO_H
+#define SEARCH_SPEEDUPS_LOOK_AHEAD_MEMO_H
+
+#include <cstdint>
+#include <vector>
+
+// The look-ahead of one extension meets the same differing residue, at the
+// same unit character and the same depth, along many paths: M then I and I
+// then M lead to the same place, and so do the look-aheads of neighbouring
+// decisions. With the score reduction unlimited the prune bound is the
+// fixed floor; where a point's score lies so far above it that no option
+// below the point can fall to it, the best score reachable from the point
+// is its score plus a gain that depends only on the residue, the unit
+// character and the depth. The memo keeps these gains for one extension
+// (one unit, one direction, one bound), in a table of direct-mapped slots:
+// a slot holds the latest point that fell into it, so a point found is
+// always its own.
+class LookAheadMemo {
+ public:
+  // Forgets the gains of the last extension.
+  void start()
+  {
+    if (slots.empty())
+      slots.resize(SLOTS);
+    if (++generation == 0) {
+      slots.assign(SLOTS, Slot{});
+      generation = 1;
+    }
+  }
+
+  // Whether the gain of point (at, phase, depth) is known; if so, gain is it.
+  bool find(const char* at, uint32_t phase, uint32_t depth, int32_t& gain) const
+  {
+    const Slot& s = slots[slot_of(at, phase, depth)];
+    if (s.generation != generation || s.at != at || s.phase != phase || s.depth != depth)
+      return false;
+    gain = s.gain;
+    return true;
+  }
+
+  void keep(const char* at, uint32_t phase, uint32_t depth, int32_t gain)
+  {
+    slots[slot_of(at, phase, depth)] = {at, phase, depth, generation, gain};
+  }
+
+ private:
+  struct Slot {
+    const char* at = nullptr;
+    uint32_t phase = 0, depth = 0, generation = 0;
+    int32_t gain = 0;
+  };
+  // The points of one decision lie within a few dozen residues; 4,096
+  // slots hold those of the decisions nearby in about 100 KB.
+  static constexpr unsigned BITS = 12, SLOTS = 1u << BITS;
+
+  static size_t slot_of(const char* at, uint32_t phase, uint32_t depth)
+  {
+    const uint64_t key = reinterpret_cast<uintptr_t>(at) * 0x9e3779b97f4a7c15ULL ^
+                         (uint64_t(phase) << 8 | depth) * 0xc2b2ae3d27d4eb4fULL;
+    return static_cast<size_t>(key >> (64 - BITS));
+  }
+
+  std::vector<Slot> slots;
+  uint32_t generation = 0;
+};
+
+#endif
