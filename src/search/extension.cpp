@@ -15,9 +15,7 @@ struct LookAhead {
   const char* ue;
   int64_t floor; // -L - P
   const char* bound;
-  // Gains of points kept for the extension; null with the score reduction
-  // limited, where the prune bound moves with the best score.
-  LookAheadMemo* memo;
+  LookAheadMemo& memo; // gains of points kept for the extension
   int64_t worst_edit; // the costlier edit's score
 
   // The best score reachable from cursor c (unit character u aligned with
@@ -48,11 +46,15 @@ struct LookAhead {
   {
     // No option below this point is cut where even the last edit allowed
     // leaves the score above the bound: then its gain is the same from any
-    // score.
-    const bool uncut = memo && sc + static_cast<int64_t>(g.max_depth - depth) * worst_edit > bound_score;
+    // score. Under a limited score reduction a new best score in the
+    // subtree raises the bound, yet it cuts nothing there either: as the
+    // best is at least the point's score, the condition makes R + P larger
+    // than the cost of the edits left, and no score in the subtree lies
+    // further than that below a best before it.
+    const bool uncut = sc + static_cast<int64_t>(g.max_depth - depth) * worst_edit > bound_score;
     const uint32_t phase = static_cast<uint32_t>(u - ub);
     int32_t gain;
-    if (uncut && memo->find(c, phase, depth, gain))
+    if (uncut && memo.find(c, phase, depth, gain))
       return sc + gain;
     int32_t result = sc;
     if (bound_score < static_cast<int64_t>(sc) + g.mismatch)
@@ -62,7 +64,7 @@ struct LookAhead {
       result = std::max(result, run(c, step_unit<Dir>(u, ub, ue), sc + g.indel, depth + 1, best));
     }
     if (uncut)
-      memo->keep(c, phase, depth, result - sc);
+      memo.keep(c, phase, depth, result - sc);
     return result;
   }
 };
@@ -99,8 +101,7 @@ template <int Dir>
 void Extension<Dir>::run(const char* bound, PathFollower<Dir>* follower, LookAheadMemo& memo)
 {
   memo.start();
-  const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound, g.reduction_limited ? nullptr : &memo,
-                                  std::min(g.mismatch, g.indel)};
+  const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound, memo, std::min(g.mismatch, g.indel)};
   for (;;) {
     // The exact phase: consumes matches and passable N runs; stops at a
     // differing residue, at the bound or at an N run that is too long.

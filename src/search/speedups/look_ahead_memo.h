@@ -7,14 +7,13 @@
 // The look-ahead of one extension meets the same differing residue, at the
 // same unit character and the same depth, along many paths: M then I and I
 // then M lead to the same place, and so do the look-aheads of neighbouring
-// decisions. With the score reduction unlimited the prune bound is the
-// fixed floor; where a point's score lies so far above it that no option
-// below the point can fall to it, the best score reachable from the point
-// is its score plus a gain that depends only on the residue, the unit
-// character and the depth. The memo keeps these gains for one extension
-// (one unit, one direction, one bound), in a table of direct-mapped slots:
-// a slot holds the latest point that fell into it, so a point found is
-// always its own.
+// decisions. Where a point's score lies so far above the prune bound that
+// even its last edit allowed leaves it above, no option below the point is
+// cut, and the best score reachable from it is its score plus a gain that
+// depends only on the residue, the unit character and the depth. The memo
+// keeps these gains for one extension (one unit, one direction, one bound),
+// in a table of direct-mapped slots: a slot holds the latest point that
+// fell into it, so a point found is always its own.
 class LookAheadMemo {
  public:
   // Forgets the gains of the last extension.
