@@ -316,6 +316,29 @@ TEST(ImperfectExtension, FollowsThePlainRules)
   }
 }
 
+// A slot of the look-ahead's memo answers only for the point it holds, and
+// only within the extension that kept it: other points that fall into the
+// same slot, with another residue, unit character or depth, are not found.
+TEST(LookAheadMemo, FindsOnlyThePointItKept)
+{
+  const std::string text(20100, 'A');
+  LookAheadMemo memo;
+  memo.start();
+  memo.keep(text.data() + 5, 7, 2, 13);
+  int32_t gain = 0;
+  ASSERT_TRUE(memo.find(text.data() + 5, 7, 2, gain));
+  EXPECT_EQ(gain, 13);
+  size_t found = 0;
+  for (uint32_t other = 0; other < 20000; ++other) {
+    found += memo.find(text.data() + 5, 7, other + 3, gain);
+    found += memo.find(text.data() + 5, other + 8, 2, gain);
+    found += memo.find(text.data() + 6 + other, 7, 2, gain);
+  }
+  EXPECT_EQ(found, 0u);
+  memo.start();
+  EXPECT_FALSE(memo.find(text.data() + 5, 7, 2, gain));
+}
+
 TEST(RemoveHidden, KeepsTheHigherScoreOfMostlyOverlappingRepeats)
 {
   struct Case {
