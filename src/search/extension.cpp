@@ -188,13 +188,13 @@ void extend(Repeat& sat, const char* bound, const Scoring& g, WalkedPaths& walke
 void RecordSearch::extend_imperfect_forward(Repeat& sat, const char* bound, SearchScratch& scratch,
                                             EditsByReference* by_reference) const
 {
-  extend<1>(sat, bound, scoring, scratch.walked(1, walks_of_pass(search_id, sat.unit_length()), seq.residues.data()), scratch.look_ahead,
-            by_reference);
+  extend<1>(sat, bound, scoring, scratch.walked(1, walks_of_pass(search_id, sat.unit_length()), seq.residues.data()),
+            scratch.look_ahead, by_reference);
 }
 
 void RecordSearch::extend_imperfect_backward(Repeat& sat, const char* bound, SearchScratch& scratch,
                                              EditsByReference* by_reference) const
 {
-  extend<-1>(sat, bound, scoring, scratch.walked(-1, walks_of_pass(search_id, sat.unit_length()), seq.residues.data()), scratch.look_ahead,
-            by_reference);
+  extend<-1>(sat, bound, scoring, scratch.walked(-1, walks_of_pass(search_id, sat.unit_length()), seq.residues.data()),
+             scratch.look_ahead, by_reference);
 }

@@ -1,6 +1,7 @@
 #ifndef SEARCH_SPEEDUPS_LOOK_AHEAD_MEMO_H
 #define SEARCH_SPEEDUPS_LOOK_AHEAD_MEMO_H
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
