@@ -126,10 +126,12 @@ constexpr int MAX_VECTORS = 16, MAX_HALVES = 8;
 #define TABLE_IN_LANES 1
 typedef int16_t Lanes __attribute__((vector_size(2 * LANES)));
 // Narrow bands take half vectors, which cost half as much where the
-// processor splits its widest ones in two.
+// processor splits its widest ones in two, and are the widest that
+// processors without 512-bit vectors have.
 typedef int16_t HalfLanes __attribute__((vector_size(LANES)));
 
 bool lanes_fit() { return __builtin_cpu_supports("x86-64-v4"); }
+bool half_lanes_fit() { return __builtin_cpu_supports("x86-64-v3"); }
 
 // The antidiagonals of a table whose cells fit K vectors V of lanes: the
 // one above is kept in registers, so that a narrow antidiagonal never waits
@@ -149,22 +151,38 @@ struct LanesShape {
   int64_t j_lo, i_hi, top, bottom, h_lo[2], h_hi[2], window[2], window_width;
   bool from_end;
 };
-// The highest of 32 or 16 lanes of cells (never negative): by halves down
-// to 8 lanes, then as the lowest of their complements.
+
 // (g++ 12 takes the undefined lanes inside its own intrinsics for
 // uninitialized ones in sanitized builds.)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-__attribute__((target("arch=x86-64-v4"), always_inline)) inline int32_t highest_of_8(__m128i eighths)
+// Helpers of half vectors that both instruction sets share.
+namespace half_lanes {
+// The highest of 16 lanes of cells (never negative): by halves down to 8
+// lanes, then as the lowest of their complements.
+__attribute__((target("arch=x86-64-v3"), always_inline)) inline int32_t highest_of_8(__m128i eighths)
 {
   return 0xffff - _mm_extract_epi16(_mm_minpos_epu16(_mm_xor_si128(eighths, _mm_set1_epi16(-1))), 0);
 }
-__attribute__((target("arch=x86-64-v4"), always_inline)) inline int32_t highest_lane(HalfLanes x)
+__attribute__((target("arch=x86-64-v3"), always_inline)) inline int32_t highest_lane(HalfLanes x)
 {
   __m256i v;
   std::memcpy(&v, &x, sizeof v);
   return highest_of_8(_mm_max_epu16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
 }
+// Cells never fall below 0: a step that costs more than a cell holds
+// leaves 0 (without sign, the subtraction stops there).
+__attribute__((target("arch=x86-64-v3"), always_inline)) inline HalfLanes less(HalfLanes x, HalfLanes cost)
+{
+  return (HalfLanes)_mm256_subs_epu16((__m256i)x, (__m256i)cost);
+}
+} // namespace half_lanes
+
+// With 512-bit vectors: the tables in half or whole vectors, and mask
+// registers for the diagonal step.
+namespace in_512_bits {
+using half_lanes::highest_lane;
+using half_lanes::less;
 __attribute__((target("arch=x86-64-v4"), always_inline)) inline int32_t highest_lane(Lanes x)
 {
   __m512i v;
@@ -173,12 +191,6 @@ __attribute__((target("arch=x86-64-v4"), always_inline)) inline int32_t highest_
   HalfLanes half;
   std::memcpy(&half, &quarters, sizeof half);
   return highest_lane(half);
-}
-// Cells never fall below 0: a step that costs more than a cell holds
-// leaves 0 (without sign, the subtraction stops there).
-__attribute__((target("arch=x86-64-v4"), always_inline)) inline HalfLanes less(HalfLanes x, HalfLanes cost)
-{
-  return (HalfLanes)_mm256_subs_epu16((__m256i)x, (__m256i)cost);
 }
 __attribute__((target("arch=x86-64-v4"), always_inline)) inline Lanes less(Lanes x, Lanes cost)
 {
@@ -199,109 +211,28 @@ __attribute__((target("arch=x86-64-v4"), always_inline)) inline Lanes diagonal_s
   return (Lanes)_mm512_mask_adds_epu16(_mm512_subs_epu16((__m512i)from, (__m512i)costs),
                                        _mm512_test_epi16_mask((__m512i)J, (__m512i)I), (__m512i)from, (__m512i)two);
 }
+#define LANES_TARGET "arch=x86-64-v4"
+#include "search/speedups/antidiagonals_in_lanes.h"
+#undef LANES_TARGET
+} // namespace in_512_bits
+
+// With 256-bit vectors only: the tables in half vectors, the diagonal step
+// blended by a compare.
+namespace in_256_bits {
+using half_lanes::highest_lane;
+using half_lanes::less;
+__attribute__((target("arch=x86-64-v3"), always_inline)) inline HalfLanes diagonal_step(
+    HalfLanes from, HalfLanes J, HalfLanes I, HalfLanes costs, HalfLanes two)
+{
+  const __m256i differ = _mm256_cmpeq_epi16(_mm256_and_si256((__m256i)J, (__m256i)I), _mm256_setzero_si256());
+  return (HalfLanes)_mm256_blendv_epi8(_mm256_adds_epu16((__m256i)from, (__m256i)two),
+                                       _mm256_subs_epu16((__m256i)from, (__m256i)costs), differ);
+}
+#define LANES_TARGET "arch=x86-64-v3"
+#include "search/speedups/antidiagonals_in_lanes.h"
+#undef LANES_TARGET
+} // namespace in_256_bits
 #pragma GCC diagnostic pop
-
-template <int K, typename V, typename Row>
-__attribute__((target("arch=x86-64-v4"))) void antidiagonals_in_lanes(const LanesShape& shape, int16_t* const out[2],
-                                                                      int16_t mismatch, int16_t gap, int16_t cap,
-                                                                      Row& row)
-{
-  constexpr int W = sizeof(V) / sizeof(int16_t); // lanes per vector
-  // Narrow bands keep the antidiagonal two above in registers too.
-  constexpr bool IN_REGISTERS = K * W <= 4 * LANES;
-  const V zero = {};
-  V lane, down, up;
-  for (int16_t L = 0; L < W; ++L) {
-    lane[L] = L;
-    down[L] = static_cast<int16_t>(L + 1); // of (v, next): lane k + 1
-    up[L] = static_cast<int16_t>(L + W - 1); // of (before, v): lane k - 1
-  }
-  // The lanes in the band, of the last vector (the others are all in it);
-  // the window's vectors and lanes.
-  V band[2], window[2][K];
-  int lower[2]; // whether the second cell above is lane k - 1 rather than k + 1
-  int window_from[2], window_to[2];
-  for (int p = 0; p < 2; ++p) {
-    band[p] = lane + static_cast<int16_t>(shape.h_lo[p] + W * (K - 1)) <= static_cast<int16_t>(shape.h_hi[p]);
-    const int64_t w0 = shape.window[p] - shape.h_lo[p], w1 = w0 + shape.window_width;
-    window_from[p] = static_cast<int>(w0 / W);
-    window_to[p] = static_cast<int>((w1 - 1) / W);
-    for (int j = 0; j < K; ++j) {
-      const V k = lane + static_cast<int16_t>(W * j);
-      window[p][j] = (k >= static_cast<int16_t>(w0)) & (k < static_cast<int16_t>(w1));
-    }
-    lower[p] = (p ? shape.h_lo[1] - shape.h_lo[0] : shape.h_lo[0] - shape.h_lo[1] - 1) < 0;
-  }
-  const V caps = zero + cap, gaps = zero + gap, mismatch_costs = zero + static_cast<int16_t>(-mismatch);
-  const V two = zero + int16_t(2);
-  // The antidiagonals top + 1 and top + 2, all at the edge.
-  const int16_t edge_cell = shape.from_end ? int16_t(0) : cap;
-  const V edge = zero + edge_cell;
-  V above[K] = {}, above2[K] = {};
-  for (int p = 0; p < 2; ++p)
-    for (int j = 0; j < K; ++j) {
-      const V cells = j == K - 1 ? edge & band[p] : edge;
-      std::memcpy(out[p] + 1 + shape.h_lo[p] + W * j, &cells, sizeof cells);
-      (p == ((shape.top + 1) & 1) ? above : above2)[j] = cells;
-    }
-  for (int64_t t = shape.top; t >= shape.bottom; --t) {
-    const int p = static_cast<int>(t & 1);
-    const int64_t q = (t - p) / 2;
-    const int16_t* jc = shape.js + (q + p - shape.j_lo) + shape.h_lo[p];
-    const int16_t* ic = shape.is + (shape.i_hi - q) + shape.h_lo[p];
-    int16_t* cells = out[p] + 1 + shape.h_lo[p];
-    V most = zero;
-    // One pass over the vectors, each written over the antidiagonal two
-    // above once read; before is the vector one above that came before.
-    auto pass = [&](auto lower_lane) __attribute__((target("arch=x86-64-v4"), always_inline)) {
-      V before = zero;
-#pragma GCC unroll 16
-      for (int j = 0; j < K; ++j) {
-        V J, I, two_above;
-        std::memcpy(&J, jc + W * j, sizeof J);
-        std::memcpy(&I, ic + W * j, sizeof I);
-        if constexpr (IN_REGISTERS)
-          two_above = above2[j];
-        else
-          std::memcpy(&two_above, cells + W * j, sizeof two_above);
-        const V one_above = above[j];
-        const V other = lower_lane ? __builtin_shuffle(before, one_above, up)
-                                   : __builtin_shuffle(one_above, j + 1 < K ? above[j + 1] : zero, down);
-        const V diagonal = diagonal_step(two_above, J, I, mismatch_costs, two);
-        const V gapped = less(one_above > other ? one_above : other, gaps);
-        V cell = diagonal > gapped ? diagonal : gapped;
-        cell = cell < caps ? cell : caps;
-        if (j == K - 1)
-          cell &= band[p];
-        std::memcpy(cells + W * j, &cell, sizeof cell);
-        if (j >= window_from[p] && j <= window_to[p]) {
-          const V seen = cell & window[p][j];
-          most = most > seen ? most : seen;
-        }
-        if constexpr (IN_REGISTERS)
-          above2[j] = one_above;
-        above[j] = cell;
-        before = one_above;
-      }
-    };
-    if (lower[p])
-      pass(std::true_type{});
-    else
-      pass(std::false_type{});
-    row(t, static_cast<const int16_t*>(out[p] + 1), highest_lane(most));
-  }
-}
-
-// The same with K vectors V of lanes, K from K0 to most.
-template <typename V, int K0, int most, typename Row>
-void antidiagonals_in_vectors(int K, const LanesShape& shape, int16_t* const out[2], int16_t mismatch, int16_t gap,
-                              int16_t cap, Row& row)
-{
-  if (K == K0)
-    antidiagonals_in_lanes<K0, V>(shape, out, mismatch, gap, cap, row);
-  else if constexpr (K0 < most)
-    antidiagonals_in_vectors<V, K0 + 1, most>(K, shape, out, mismatch, gap, cap, row);
-}
 #endif
 
 } // namespace
@@ -450,21 +381,25 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
   const int64_t window_width = (u2 - lowest) / 2 + 1;
 #ifdef TABLE_IN_LANES
   // Bands of up to MAX_VECTORS vectors of lanes keep their antidiagonals in
-  // lanes.
+  // lanes; of up to MAX_HALVES half vectors where the processor has no
+  // 512-bit ones.
   const int64_t lanes = std::max(h_hi[0] - h_lo[0], h_hi[1] - h_lo[1]) + 1;
-  if (in_lanes && lanes <= MAX_VECTORS * LANES && lanes_fit()) {
+  const bool wide_lanes = lanes_fit();
+  if (in_lanes && (wide_lanes ? lanes <= MAX_VECTORS * LANES : lanes <= MAX_HALVES * LANES / 2 && half_lanes_fit())) {
     for (int p = 0; p < 2; ++p)
       rows[p].assign(static_cast<size_t>(H + 2 + MAX_VECTORS * LANES), 0);
     int16_t* const out[2] = {rows[0].data(), rows[1].data()};
     const LanesShape shape{js.data(), is.data(), j_lo, i_hi, top, bottom, {h_lo[0], h_lo[1]}, {h_hi[0], h_hi[1]},
                            {window[0], window[1]}, window_width, from_end};
     const int16_t mismatch = static_cast<int16_t>(-mismatch_cost), gap = static_cast<int16_t>(gap_cost);
-    if (lanes <= MAX_HALVES * LANES / 2)
-      antidiagonals_in_vectors<HalfLanes, 1, MAX_HALVES>(static_cast<int>((lanes + LANES / 2 - 1) / (LANES / 2)), shape,
-                                                         out, mismatch, gap, cap, row);
+    const int halves = static_cast<int>((lanes + LANES / 2 - 1) / (LANES / 2));
+    if (!wide_lanes)
+      in_256_bits::antidiagonals_in_vectors<HalfLanes, 1, MAX_HALVES>(halves, shape, out, mismatch, gap, cap, row);
+    else if (lanes <= MAX_HALVES * LANES / 2)
+      in_512_bits::antidiagonals_in_vectors<HalfLanes, 1, MAX_HALVES>(halves, shape, out, mismatch, gap, cap, row);
     else
-      antidiagonals_in_vectors<Lanes, 1, MAX_VECTORS>(static_cast<int>((lanes + LANES - 1) / LANES), shape, out,
-                                                      mismatch, gap, cap, row);
+      in_512_bits::antidiagonals_in_vectors<Lanes, 1, MAX_VECTORS>(static_cast<int>((lanes + LANES - 1) / LANES),
+                                                                   shape, out, mismatch, gap, cap, row);
     return;
   }
 #endif
