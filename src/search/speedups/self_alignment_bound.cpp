@@ -120,8 +120,10 @@ constexpr int64_t LANES = 32;
 // The most vectors of lanes an antidiagonal is kept in, or of half vectors
 // for bands of up to 128 lanes (measured: up to 8 half vectors are a tenth
 // quicker than whole ones with the default units, up to 32 slower with
-// units up to 500).
-constexpr int MAX_VECTORS = 16, MAX_HALVES = 8;
+// units up to 500); where the processor has only half vectors, up to 32
+// of them (measured: with units up to 500, about twice as quick as tables
+// through memory).
+constexpr int MAX_VECTORS = 16, MAX_HALVES = 8, MAX_ONLY_HALVES = 32;
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
 #define TABLE_IN_LANES 1
 typedef int16_t Lanes __attribute__((vector_size(2 * LANES)));
@@ -385,7 +387,7 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
   // 512-bit ones.
   const int64_t lanes = std::max(h_hi[0] - h_lo[0], h_hi[1] - h_lo[1]) + 1;
   const bool wide_lanes = lanes_fit();
-  if (in_lanes && (wide_lanes ? lanes <= MAX_VECTORS * LANES : lanes <= MAX_HALVES * LANES / 2 && half_lanes_fit())) {
+  if (in_lanes && (wide_lanes ? lanes <= MAX_VECTORS * LANES : lanes <= MAX_ONLY_HALVES * LANES / 2 && half_lanes_fit())) {
     for (int p = 0; p < 2; ++p)
       rows[p].assign(static_cast<size_t>(H + 2 + MAX_VECTORS * LANES), 0);
     int16_t* const out[2] = {rows[0].data(), rows[1].data()};
@@ -394,7 +396,7 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
     const int16_t mismatch = static_cast<int16_t>(-mismatch_cost), gap = static_cast<int16_t>(gap_cost);
     const int halves = static_cast<int>((lanes + LANES / 2 - 1) / (LANES / 2));
     if (!wide_lanes)
-      in_256_bits::antidiagonals_in_vectors<HalfLanes, 1, MAX_HALVES>(halves, shape, out, mismatch, gap, cap, row);
+      in_256_bits::antidiagonals_in_vectors<HalfLanes, 1, MAX_ONLY_HALVES>(halves, shape, out, mismatch, gap, cap, row);
     else if (lanes <= MAX_HALVES * LANES / 2)
       in_512_bits::antidiagonals_in_vectors<HalfLanes, 1, MAX_HALVES>(halves, shape, out, mismatch, gap, cap, row);
     else
