@@ -577,15 +577,20 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
         for (int k = 0; k < 2; ++k) {
           min_score[u] = thresholds[k];
           const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u);
-          std::vector<int32_t> tops[2], tops_in_lanes[2];
-          forward[k] = bound.cells_at_seeds<1>(u, false, &tops[0]);
-          backward[k] = bound.cells_at_seeds<-1>(u, false, &tops[1]);
-          // The table run with its antidiagonals in lanes has the same cells
-          // and hands on the same highest ones.
-          ASSERT_EQ(bound.cells_at_seeds<1>(u, true, &tops_in_lanes[0]), forward[k]) << "text " << t << " unit " << u;
-          ASSERT_EQ(bound.cells_at_seeds<-1>(u, true, &tops_in_lanes[1]), backward[k]) << "text " << t << " unit " << u;
-          ASSERT_EQ(tops_in_lanes[0], tops[0]) << "text " << t << " unit " << u;
-          ASSERT_EQ(tops_in_lanes[1], tops[1]) << "text " << t << " unit " << u;
+          std::vector<int32_t> tops[2];
+          forward[k] = bound.cells_at_seeds<1>(u, 0, &tops[0]);
+          backward[k] = bound.cells_at_seeds<-1>(u, 0, &tops[1]);
+          // The table run with its antidiagonals in vectors of 32 or 16
+          // lanes has the same cells and hands on the same highest ones.
+          for (int most_lanes : {32, 16}) {
+            std::vector<int32_t> tops_in_lanes[2];
+            ASSERT_EQ(bound.cells_at_seeds<1>(u, most_lanes, &tops_in_lanes[0]), forward[k])
+                << "text " << t << " unit " << u << " lanes " << most_lanes;
+            ASSERT_EQ(bound.cells_at_seeds<-1>(u, most_lanes, &tops_in_lanes[1]), backward[k])
+                << "text " << t << " unit " << u << " lanes " << most_lanes;
+            ASSERT_EQ(tops_in_lanes[0], tops[0]) << "text " << t << " unit " << u << " lanes " << most_lanes;
+            ASSERT_EQ(tops_in_lanes[1], tops[1]) << "text " << t << " unit " << u << " lanes " << most_lanes;
+          }
         }
         for (size_t b = (t + u) % 4; b + u < text.size(); b += 4) {
           if (text.find('N', b) < b + u)
@@ -609,7 +614,8 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
 }
 
 // The tables of long units, whose antidiagonals take up to 16 vectors of
-// lanes, have the same cells and highest cells in lanes as through memory.
+// 32 lanes or 32 of 16, have the same cells and highest cells in lanes as
+// through memory.
 TEST(SelfAlignmentBound, LongUnitCellsInLanesAreThoseOfPlainTables)
 {
   for (int32_t indel : {-5, -2}) {
@@ -623,11 +629,16 @@ TEST(SelfAlignmentBound, LongUnitCellsInLanesAreThoseOfPlainTables)
           continue;
         std::vector<int32_t> min_score(u + 1, static_cast<int32_t>(u));
         const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u, u);
-        std::vector<int32_t> tops, tops_in_lanes;
-        ASSERT_EQ(bound.cells_at_seeds<1>(u, true, &tops_in_lanes), bound.cells_at_seeds<1>(u, false, &tops))
-            << "text " << t << " unit " << u;
-        ASSERT_EQ(tops_in_lanes, tops) << "text " << t << " unit " << u;
-        ASSERT_EQ(bound.cells_at_seeds<-1>(u, true), bound.cells_at_seeds<-1>(u)) << "text " << t << " unit " << u;
+        std::vector<int32_t> tops;
+        const std::vector<int32_t> forward = bound.cells_at_seeds<1>(u, 0, &tops), backward = bound.cells_at_seeds<-1>(u);
+        for (int most_lanes : {32, 16}) {
+          std::vector<int32_t> tops_in_lanes;
+          ASSERT_EQ(bound.cells_at_seeds<1>(u, most_lanes, &tops_in_lanes), forward)
+              << "text " << t << " unit " << u << " lanes " << most_lanes;
+          ASSERT_EQ(tops_in_lanes, tops) << "text " << t << " unit " << u << " lanes " << most_lanes;
+          ASSERT_EQ(bound.cells_at_seeds<-1>(u, most_lanes), backward)
+              << "text " << t << " unit " << u << " lanes " << most_lanes;
+        }
       }
     });
   }

@@ -336,7 +336,7 @@ SelfAlignmentBound::Band SelfAlignmentBound::band_of(uint32_t v1, uint32_t v2) c
 
 template <typename Row>
 void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowest, const Band& band, size_t margin,
-                                   Row row, bool in_lanes) const
+                                   Row row, int most_lanes) const
 {
   // The residues in the walk's order: x(k) is first[k] forward and
   // first[n - 1 - k] backward. Cell (i, j) is the best prefix score of the
@@ -386,8 +386,9 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
   // lanes; of up to MAX_HALVES half vectors where the processor has no
   // 512-bit ones.
   const int64_t lanes = std::max(h_hi[0] - h_lo[0], h_hi[1] - h_lo[1]) + 1;
-  const bool wide_lanes = lanes_fit();
-  if (in_lanes && (wide_lanes ? lanes <= MAX_VECTORS * LANES : lanes <= MAX_ONLY_HALVES * LANES / 2 && half_lanes_fit())) {
+  const bool wide_lanes = most_lanes >= LANES && lanes_fit();
+  if (wide_lanes ? lanes <= MAX_VECTORS * LANES
+                 : most_lanes >= LANES / 2 && half_lanes_fit() && lanes <= MAX_ONLY_HALVES * LANES / 2) {
     for (int p = 0; p < 2; ++p)
       rows[p].assign(static_cast<size_t>(H + 2 + MAX_VECTORS * LANES), 0);
     int16_t* const out[2] = {rows[0].data(), rows[1].data()};
@@ -542,7 +543,7 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::ranges_of(const std::vector<uint6
 }
 
 template <int Dir>
-std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u, bool in_lanes, std::vector<int32_t>* tops) const
+std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u, int most_lanes, std::vector<int32_t>* tops) const
 {
   std::vector<int32_t> cells(n, INT32_MAX);
   const Band band = band_of(u, u);
@@ -558,9 +559,9 @@ std::vector<int32_t> SelfAlignmentBound::cells_at_seeds(uint32_t u, bool in_lane
       const size_t i = static_cast<size_t>((t - u) / 2);
       cells[Dir > 0 ? i : n - i - u] = c[(u - (t & 1)) / 2];
     }
-  }, in_lanes);
+  }, most_lanes);
   return cells;
 }
 
-template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<1>(uint32_t, bool, std::vector<int32_t>*) const;
-template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<-1>(uint32_t, bool, std::vector<int32_t>*) const;
+template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<1>(uint32_t, int, std::vector<int32_t>*) const;
+template std::vector<int32_t> SelfAlignmentBound::cells_at_seeds<-1>(uint32_t, int, std::vector<int32_t>*) const;

@@ -86,11 +86,12 @@ class SelfAlignmentBound {
   // The cells at the starts of the seeds [b, b + u), by b, going forward
   // (Dir 1) or backward (-1), from a table run from the record's end:
   // each at least twice the score that the seed's extension gains that
-  // way, while below the threshold. For tests: in_lanes keeps narrow
-  // antidiagonals in lanes, which must give the same cells; tops, if
+  // way, while below the threshold. For tests: with most_lanes 32 or 16
+  // narrow antidiagonals are kept in vectors of up to that many lanes,
+  // where the processor has them, which must give the same cells; tops, if
   // given, gets the highest cell of lag u (and u + 1) of each antidiagonal.
   template <int Dir>
-  std::vector<int32_t> cells_at_seeds(uint32_t u, bool in_lanes = false, std::vector<int32_t>* tops = nullptr) const;
+  std::vector<int32_t> cells_at_seeds(uint32_t u, int most_lanes = 0, std::vector<int32_t>* tops = nullptr) const;
 
  private:
   struct Band;
@@ -98,11 +99,12 @@ class SelfAlignmentBound {
   // for the starts (i, i + u), i in [i0, i1), u from lowest on, from margin
   // beyond i1, and hands each antidiagonal t to row(t, c, top): its cell of
   // lag 2h + p (p the parity of t) is c[h], top the highest of its cells of
-  // lags from lowest to u2 (and one more of the other parity). in_lanes:
-  // keep narrow antidiagonals in lanes where the processor has them.
+  // lags from lowest to u2 (and one more of the other parity). Narrow
+  // antidiagonals are kept in vectors of up to most_lanes lanes (32 or 16)
+  // where the processor has them; 0 keeps them in memory.
   template <typename Row>
   void run_table(int dir, size_t i0, size_t i1, uint32_t lowest, const Band& band, size_t margin, Row row,
-                 bool in_lanes = true) const;
+                 int most_lanes = 32) const;
   // Ranges of seeds by unit length, as in may_reach.
   using Ranges = std::vector<std::vector<uint32_t>>;
   // The seeds of [b0, b1) that may reach the threshold.
