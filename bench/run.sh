@@ -92,6 +92,10 @@ measure() { # tool command...
 
 line() { printf '%-19s %-19s %6s | %8s %8s %8s %7s | %8s %8s %8s %7s\n' "$@"; }
 echo "Zerlan: one thread, then the default number of threads ($threads here)."
+# The bounds run in vector lanes of 512 bits where the processor has them,
+# else of 256 bits: figures from the two kinds of processor do not compare.
+if grep -qw avx512bw /proc/cpuinfo; then lanes=512; elif grep -qw avx2 /proc/cpuinfo; then lanes=256; else lanes=none; fi
+echo "Processor: $(nproc) threads, vector lanes: $lanes bits."
 line data-set tool Mb seconds Mb/s peak-MiB vs-trf seconds Mb/s peak-MiB vs-trf
 for set in $sets; do
   fa="$cache/$set.fa"
