@@ -402,15 +402,17 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
 
 // Rows made in vector lanes, where the processor has them, give the scores
 // of rows made cell by cell: for single seeds and runs of seeds, each way,
-// with an N among the residues and under scorings with cheap and dear gaps.
-// Lanes hold cells of 16 bits and serve where the scores stay within bounds
-// (here up to enough), plain rows where they may grow without end; gaps of
-// -1000 are the dearest that lanes take, and -1001 goes back to plain rows.
+// with an N among the residues and under scorings with cheap and dear gaps,
+// in vectors of 32 lanes and of 16. Lanes hold cells of 16 bits and serve
+// where the scores stay within bounds (here up to enough), plain rows where
+// they may grow without end; gaps of -1000 are the dearest that lanes take,
+// and -1001 goes back to plain rows.
 TEST(AlignmentBound, RowsInLanesGiveTheScoresOfPlainRows)
 {
   struct Scoring {
     int32_t mismatch, indel;
   };
+  bool in_16_lanes = false;
   for (const Scoring& sc : {Scoring{-7, -7}, Scoring{-3, -7}, Scoring{-8, -2}, Scoring{-1000, -1000},
                             Scoring{-2, -1001}}) {
     Settings settings;
@@ -418,38 +420,48 @@ TEST(AlignmentBound, RowsInLanesGiveTheScoresOfPlainRows)
     settings.indel_score = sc.indel;
     const SearchSetup setup(settings);
     for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch&,
-                                   AlignmentBound& lanes) {
-      AlignmentBound plain(s, end, setup.scoring, false);
-      for (uint32_t u : {3u, 16u, 47u, 64u}) {
-        const int64_t floor = setup.scoring.floor(u);
-        for (size_t b = t % 7 + 1; b + 2 * u < text.size(); b += 7) {
-          const char* ub = s + b;
-          const char* ue = ub + u;
-          ASSERT_EQ(lanes.best_score<1>(ue, ub, ub, ue, end, 0, floor, INT64_MAX),
-                    plain.best_score<1>(ue, ub, ub, ue, end, 0, floor, INT64_MAX))
-              << "text " << t << " unit " << u << " seed " << b;
-          ASSERT_EQ(lanes.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, 3, floor, INT64_MAX),
-                    plain.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, 3, floor, INT64_MAX))
-              << "text " << t << " unit " << u << " seed " << b;
-          for (const int64_t enough : {int64_t(u), int64_t(16000)}) {
-            ASSERT_EQ(lanes.best_score<1>(ue, ub, ub, ue, end, 0, -16000, enough),
-                      plain.best_score<1>(ue, ub, ub, ue, end, 0, -16000, enough))
-                << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
-            ASSERT_EQ(lanes.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, -3, floor, enough),
-                      plain.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, -3, floor, enough))
-                << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
+                                   AlignmentBound&) {
+      for (const int most_lanes : {32, 16}) {
+        AlignmentBound lanes(s, end, setup.scoring, most_lanes), plain(s, end, setup.scoring, 0);
+        in_16_lanes |= lanes.lanes() == 16;
+        SCOPED_TRACE(testing::Message() << "in " << lanes.lanes() << " lanes");
+        for (uint32_t u : {3u, 16u, 47u, 64u}) {
+          const int64_t floor = setup.scoring.floor(u);
+          for (size_t b = t % 7 + 1; b + 2 * u < text.size(); b += 7) {
+            const char* ub = s + b;
+            const char* ue = ub + u;
+            ASSERT_EQ(lanes.best_score<1>(ue, ub, ub, ue, end, 0, floor, INT64_MAX),
+                      plain.best_score<1>(ue, ub, ub, ue, end, 0, floor, INT64_MAX))
+                << "text " << t << " unit " << u << " seed " << b;
+            ASSERT_EQ(lanes.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, 3, floor, INT64_MAX),
+                      plain.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, 3, floor, INT64_MAX))
+                << "text " << t << " unit " << u << " seed " << b;
+            for (const int64_t enough : {int64_t(u), int64_t(16000)}) {
+              ASSERT_EQ(lanes.best_score<1>(ue, ub, ub, ue, end, 0, -16000, enough),
+                        plain.best_score<1>(ue, ub, ub, ue, end, 0, -16000, enough))
+                  << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
+              ASSERT_EQ(lanes.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, -3, floor, enough),
+                        plain.best_score<-1>(ub - 1, ue - 1, ub, ue, s - 1, -3, floor, enough))
+                  << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
+            }
+            const uint32_t k = std::max(u / 4, 1u);
+            ASSERT_EQ(lanes.stretch_falls_short(ub, k, u, static_cast<int32_t>(u)),
+                      plain.stretch_falls_short(ub, k, u, static_cast<int32_t>(u)))
+                << "text " << t << " unit " << u << " run " << b;
+            // Both keep the same cells alive, also those just above the floor
+            // that no best score shows.
+            ASSERT_EQ(lanes.living_cells, plain.living_cells) << "text " << t << " unit " << u << " run " << b;
           }
-          const uint32_t k = std::max(u / 4, 1u);
-          ASSERT_EQ(lanes.stretch_falls_short(ub, k, u, static_cast<int32_t>(u)),
-                    plain.stretch_falls_short(ub, k, u, static_cast<int32_t>(u)))
-              << "text " << t << " unit " << u << " run " << b;
-          // Both keep the same cells alive, also those just above the floor
-          // that no best score shows.
-          ASSERT_EQ(lanes.living_cells, plain.living_cells) << "text " << t << " unit " << u << " run " << b;
         }
       }
     });
   }
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+  // Not plain rows against plain rows where the processor has the lanes.
+  if (__builtin_cpu_supports("x86-64-v3")) {
+    EXPECT_TRUE(in_16_lanes);
+  }
+#endif
 }
 
 // When the bound turns away a run of consecutive seeds at once, every seed

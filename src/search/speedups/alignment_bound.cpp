@@ -72,6 +72,17 @@ Carried carry_and_cut(int32_t* r, size_t width, int32_t gap, int32_t low)
 // any sum with a dead cell or a saturated one lies below the floor.
 constexpr int16_t DEAD16 = INT16_MIN;
 
+// A cell of 16 bits as one of 32.
+inline int32_t cell_of16(int32_t cell) { return cell == DEAD16 ? DEAD : cell; }
+
+// The highest of 8 lanes of 16 bits, as a cell.
+__attribute__((target("arch=x86-64-v3"), always_inline)) inline int32_t highest_of_8(__m128i x)
+{
+  // The lowest of INT16_MAX - lane, taken without sign, is at the highest lane.
+  const __m128i flipped = _mm_sub_epi16(_mm_set1_epi16(INT16_MAX), x);
+  return cell_of16(INT16_MAX - static_cast<int32_t>(_mm_cvtsi128_si32(_mm_minpos_epu16(flipped)) & 0xffff));
+}
+
 // Lane l of the steps of a block is gap times l.
 IN_LANES __attribute__((always_inline)) inline __m512i gap_steps16(int32_t gap)
 {
@@ -138,16 +149,11 @@ IN_LANES __attribute__((always_inline)) inline void carry_and_cut_block16(__m512
 IN_LANES inline int32_t highest16(__m512i x)
 {
   const __m256i four = _mm256_max_epi16(_mm512_castsi512_si256(x), _mm512_extracti64x4_epi64(x, 1));
-  const __m128i two = _mm_max_epi16(_mm256_castsi256_si128(four), _mm256_extracti128_si256(four, 1));
-  // The lowest of INT16_MAX - lane, taken without sign, is at the highest lane.
-  const __m128i flipped = _mm_sub_epi16(_mm_set1_epi16(INT16_MAX), two);
-  const int32_t top = INT16_MAX - static_cast<int32_t>(_mm_cvtsi128_si32(_mm_minpos_epu16(flipped)) & 0xffff);
-  return top == DEAD16 ? DEAD : top;
+  return highest_of_8(_mm_max_epi16(_mm256_castsi256_si128(four), _mm256_extracti128_si256(four, 1)));
 }
 IN_LANES inline int32_t carry_cell16(__m512i carry)
 {
-  const int32_t cell = static_cast<int16_t>(_mm_extract_epi16(_mm512_castsi512_si128(carry), 0));
-  return cell == DEAD16 ? DEAD : cell;
+  return cell_of16(static_cast<int16_t>(_mm_extract_epi16(_mm512_castsi512_si128(carry), 0)));
 }
 
 // carry_and_cut in lanes.
@@ -194,11 +200,151 @@ IN_LANES Carried step_carry_and_cut_in_lanes(const int16_t* row, int16_t* next, 
   c.top = highest16(top);
   return c;
 }
+
+// The same by blocks of 16 cells, where the processor has 16 lanes of 16
+// bits but not 32. These vectors shift lanes only within their halves of
+// 8, so a block carries within its halves by doubling steps, then from the
+// lower half into the upper one. They have no masked loads and stores: the
+// buffers of a row keep room for a block past its end (PAST_ROW), and the
+// lanes past the row are left out of the cut.
+#define IN_HALF_VECTORS __attribute__((target("arch=x86-64-v3")))
+
+// Lanes [0, n) of a block, n <= 16.
+IN_HALF_VECTORS __attribute__((always_inline)) inline __m256i half_lanes_of(size_t n)
+{
+  return _mm256_cmpgt_epi16(_mm256_set1_epi16(static_cast<int16_t>(n)),
+                            _mm256_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
+}
+
+// The carry of a block, its cut to the floor and its store at r + j: x
+// holds the cells [j, j + 16), those outside lanes below the floor. Notes
+// the living ones in c, the highest in top, leaves the carry past the
+// block in carry, and gives the carried cells before their cut.
+IN_HALF_VECTORS __attribute__((always_inline)) inline __m256i carry_and_cut_half_block16(
+    __m256i x, __m256i lanes, int16_t* r, size_t j, int32_t gap, int32_t low, __m256i& carry, __m256i& top,
+    Carried& c)
+{
+  const __m256i dead = _mm256_set1_epi16(DEAD16);
+  const int16_t g = static_cast<int16_t>(gap);
+  // Lane l of steps is gap times l; of upper_steps, gap times l - 7 in the
+  // upper half.
+  const __m256i steps = _mm256_mullo_epi16(
+      _mm256_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15), _mm256_set1_epi16(g));
+  const __m256i upper_steps = _mm256_mullo_epi16(
+      _mm256_setr_epi16(0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8), _mm256_set1_epi16(g));
+  // Picks lane 7 of each half.
+  const __m256i seventh = _mm256_set1_epi16(0x0f0e);
+  // Each cell takes the carry of the 1, 2 and 4 cells before it in its
+  // half, then the upper half that of the lower one's last cell.
+  x = _mm256_max_epi16(x, _mm256_adds_epi16(_mm256_alignr_epi8(x, dead, 14), _mm256_set1_epi16(g)));
+  x = _mm256_max_epi16(x, _mm256_adds_epi16(_mm256_alignr_epi8(x, dead, 12), _mm256_set1_epi16(2 * g)));
+  x = _mm256_max_epi16(x, _mm256_adds_epi16(_mm256_alignr_epi8(x, dead, 8), _mm256_set1_epi16(4 * g)));
+  x = _mm256_max_epi16(
+      x, _mm256_adds_epi16(_mm256_shuffle_epi8(_mm256_permute2x128_si256(x, dead, 0x02), seventh), upper_steps));
+  // The carry past the block is the larger of the last cell's own and that
+  // of the block before carried over all 16 cells: the next block waits on
+  // this one by a sum and a max, not by its whole carry.
+  const __m256i last = _mm256_shuffle_epi8(_mm256_permute2x128_si256(x, x, 0x11), seventh);
+  x = _mm256_max_epi16(x, _mm256_adds_epi16(carry, steps));
+  carry = _mm256_max_epi16(_mm256_adds_epi16(last, _mm256_set1_epi16(g)),
+                           _mm256_adds_epi16(carry, _mm256_set1_epi16(static_cast<int16_t>(16 * g))));
+  const __m256i alive = _mm256_and_si256(_mm256_cmpgt_epi16(x, _mm256_set1_epi16(static_cast<int16_t>(low))), lanes);
+  // One bit a byte, two a lane.
+  const uint32_t bits = static_cast<uint32_t>(_mm256_movemask_epi8(alive));
+  if (bits) {
+    c.a = std::min<size_t>(c.a, j + static_cast<size_t>(__builtin_ctz(bits)) / 2);
+    c.e = j + 16 - static_cast<size_t>(__builtin_clz(bits)) / 2;
+  }
+  const __m256i cut = _mm256_blendv_epi8(dead, x, alive);
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(r + j), cut);
+  top = _mm256_max_epi16(top, cut);
+  return x;
+}
+
+// The carry past lane l of carried cells, and the highest lane of top, as
+// cells.
+IN_HALF_VECTORS inline int32_t carry_past16(__m256i x, size_t l, int32_t gap)
+{
+  alignas(32) int16_t cells[16];
+  _mm256_store_si256(reinterpret_cast<__m256i*>(cells), x);
+  return cell_of16(std::max<int32_t>(cells[l] + gap, DEAD16));
+}
+IN_HALF_VECTORS inline int32_t highest_in_halves16(__m256i top)
+{
+  return highest_of_8(_mm_max_epi16(_mm256_castsi256_si128(top), _mm256_extracti128_si256(top, 1)));
+}
+
+// carry_and_cut in half vectors; r has room for a block past the row.
+IN_HALF_VECTORS Carried carry_and_cut_in_half_vectors(int16_t* r, size_t width, int32_t gap, int32_t low)
+{
+  const __m256i dead = _mm256_set1_epi16(DEAD16);
+  __m256i top = dead, carry = dead, x = dead;
+  Carried c{DEAD, DEAD, width, 0};
+  size_t n = 1;
+  // By blocks of the row's cells, the last one partly past the row.
+  for (size_t j = 0; j < width; j += 16) {
+    n = std::min<size_t>(width - j, 16);
+    const __m256i lanes = half_lanes_of(n);
+    const __m256i cells = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(r + j));
+    x = carry_and_cut_half_block16(_mm256_blendv_epi8(dead, cells, lanes), lanes, r, j, gap, low, carry, top, c);
+  }
+  c.carry = carry_past16(x, n - 1, gap);
+  c.top = highest_in_halves16(top);
+  return c;
+}
+
+// step_carry_and_cut_in_lanes in half vectors; row, next, u and v have room
+// for a block past the row.
+IN_HALF_VECTORS Carried step_carry_and_cut_in_half_vectors(const int16_t* row, int16_t* next, const char* u,
+                                                           const char* v, size_t width, char r, int32_t differ,
+                                                           int32_t indel, int32_t low)
+{
+  const __m256i dead = _mm256_set1_epi16(DEAD16), one = _mm256_set1_epi16(static_cast<int16_t>(indel));
+  const __m256i match = _mm256_set1_epi16(1), mismatch = _mm256_set1_epi16(static_cast<int16_t>(differ));
+  const __m128i residue = _mm_set1_epi8(r);
+  __m256i top = dead, carry = dead, diagonal = dead;
+  Carried c{DEAD, DEAD, width + 1, 0};
+  // Lane l is cell j + l: from row[j + l] with the residue left out, and
+  // from row[j + l - 1] with the residue against unit character j + l - 1.
+  // Those sums are made in the lane of the cell they come from and moved up
+  // one lane, the last one into lane 0 of the next block (diagonal). kept:
+  // the lanes with a cell of row above them; lanes: those of the new row.
+  auto block = [&](size_t j, __m256i kept, __m256i lanes) IN_HALF_VECTORS __attribute__((always_inline)) {
+    kept = _mm256_blendv_epi8(dead, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + j)), kept);
+    const __m128i matches =
+        _mm_or_si128(_mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(u + j)), residue),
+                     _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(v + j)), residue));
+    const __m256i sums = _mm256_adds_epi16(kept, _mm256_blendv_epi8(mismatch, match, _mm256_cvtepi8_epi16(matches)));
+    const __m256i stepped = _mm256_alignr_epi8(sums, _mm256_permute2x128_si256(diagonal, sums, 0x21), 14);
+    diagonal = sums;
+    return carry_and_cut_half_block16(_mm256_max_epi16(_mm256_adds_epi16(kept, one), stepped), lanes, next, j,
+                                      indel, low, carry, top, c);
+  };
+  // By blocks whose every lane has a cell of row above it, then the block
+  // of the last cell, width.
+  const __m256i all = _mm256_set1_epi16(-1);
+  size_t j = 0;
+  for (; j + 16 <= width; j += 16)
+    block(j, all, all);
+  const size_t last = width - j;
+  c.carry = carry_past16(block(j, half_lanes_of(last), half_lanes_of(last + 1)), last, indel);
+  c.top = highest_in_halves16(top);
+  return c;
+}
 #pragma GCC diagnostic pop
 
-bool carry_fits_lanes() { return __builtin_cpu_supports("x86-64-v4"); }
+// The lanes of 16 bits of the widest vectors, up to most, that the
+// processor has for rows: 32, 16, or none.
+int lanes_for_rows(int most)
+{
+  if (most >= 32 && __builtin_cpu_supports("x86-64-v4"))
+    return 32;
+  if (most >= 16 && __builtin_cpu_supports("x86-64-v3"))
+    return 16;
+  return 0;
+}
 #else
-bool carry_fits_lanes() { return false; }
+int lanes_for_rows(int) { return 0; }
 #endif
 
 // Makes room for at least size cells.
@@ -221,17 +367,21 @@ constexpr Cell dead_cell()
 // within 16 bits.
 constexpr int32_t NARROW_HOLDS = 16000, NARROW_GAP = 1000;
 
+// Rows in half vectors read and write a block of cells past the row's end,
+// and read as many unit characters: the buffers keep that room.
+constexpr size_t PAST_ROW = 16;
+
 } // namespace
 
-AlignmentBound::AlignmentBound(const char* first, const char* last, const Scoring& g, bool lanes)
+AlignmentBound::AlignmentBound(const char* first, const char* last, const Scoring& g, int most_lanes)
     : first(first), last(last), mismatch(g.mismatch), indel(g.indel), prefer_longer(g.prefer_longer),
-      in_lanes(lanes && indel >= -NARROW_GAP && mismatch >= -NARROW_HOLDS && carry_fits_lanes())
+      row_lanes(indel >= -NARROW_GAP && mismatch >= -NARROW_HOLDS ? lanes_for_rows(most_lanes) : 0)
 {
 }
 
 bool AlignmentBound::narrow_cells_hold(int32_t low, int64_t enough) const
 {
-  return in_lanes && low >= -NARROW_HOLDS && enough <= NARROW_HOLDS;
+  return row_lanes > 0 && low >= -NARROW_HOLDS && enough <= NARROW_HOLDS;
 }
 
 template <int Dir>
@@ -270,7 +420,7 @@ int64_t AlignmentBound::best_score_in(Rows<Cell>& rows, const char* c, const cha
     if (cells_left < 0)
       return std::max(best, enough);
     const size_t k0 = static_cast<size_t>(rows.lo % L);
-    while (unit.size() < k0 + rows.width)
+    while (unit.size() < k0 + rows.width + PAST_ROW)
       unit.insert(unit.end(), unit.begin(), unit.begin() + static_cast<ptrdiff_t>(L));
     const char* u = unit.data() + k0;
     best = std::max<int64_t>(best, next_row(rows, u, u, *x, low));
@@ -295,12 +445,15 @@ int32_t AlignmentBound::next_row(Rows<Cell>& rows, const char* u, const char* v,
 {
   // A residue N scores 0 against any unit character: as passed, or less.
   const int32_t differ = x == 'N' ? 0 : mismatch;
-  make_room(rows.next, rows.width + 1);
+  make_room(rows.row, rows.off + rows.width + PAST_ROW);
+  make_room(rows.next, rows.width + 1 + PAST_ROW);
   const Cell* from = rows.row.data() + rows.off;
   Cell* to = rows.next.data();
 #ifdef CARRY_IN_LANES
   if constexpr (sizeof(Cell) == 2) {
-    const Carried c = step_carry_and_cut_in_lanes(from, to, u, v, rows.width, x, differ, indel, low);
+    const Carried c = row_lanes == 32
+                          ? step_carry_and_cut_in_lanes(from, to, u, v, rows.width, x, differ, indel, low)
+                          : step_carry_and_cut_in_half_vectors(from, to, u, v, rows.width, x, differ, indel, low);
     rows.row.swap(rows.next);
     rows.off = 0;
     ++rows.width;
@@ -328,11 +481,13 @@ int32_t AlignmentBound::close_row(Rows<Cell>& rows, int32_t low)
   // less, the cells are cut to the floor after the pass. The living
   // stretch is [a, e).
   const int32_t gap = indel;
+  make_room(rows.row, rows.off + rows.width + PAST_ROW);
   Cell* r = rows.row.data() + rows.off;
   Carried c{};
 #ifdef CARRY_IN_LANES
   if constexpr (sizeof(Cell) == 2)
-    c = carry_and_cut_in_lanes(r, rows.width, gap, low);
+    c = row_lanes == 32 ? carry_and_cut_in_lanes(r, rows.width, gap, low)
+                        : carry_and_cut_in_half_vectors(r, rows.width, gap, low);
 #endif
   if constexpr (sizeof(Cell) == 4)
     c = carry_and_cut(r, rows.width, gap, low);
@@ -461,7 +616,7 @@ int64_t AlignmentBound::stretch_best_score_in(Rows<Cell>& rows, const char* b0, 
     cells_left -= static_cast<int64_t>(rows.width);
     if (cells_left < 0)
       return std::max(best, enough);
-    make_columns(rows.lo + rows.width);
+    make_columns(rows.lo + rows.width + PAST_ROW);
     best = std::max<int64_t>(best, next_row(rows, unit.data() + rows.lo, other.data() + rows.lo, *r, low));
     if (best >= enough)
       return best;

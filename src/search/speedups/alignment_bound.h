@@ -20,9 +20,14 @@
 // residues there, and this test costs a small part of that walk.
 class AlignmentBound {
  public:
-  // lanes: where the processor has them, rows are made in vector lanes
-  // (tests turn them off to compare).
-  AlignmentBound(const char* first, const char* last, const Scoring& g, bool lanes = true);
+  // most_lanes: where the processor has them, rows are made in vectors of
+  // up to this many lanes, 32 or 16 (tests choose fewer, or none, to
+  // compare).
+  AlignmentBound(const char* first, const char* last, const Scoring& g, int most_lanes = 32);
+
+  // The lanes of the vectors rows are made in where the scores fit cells of
+  // 16 bits; 0 for plain rows.
+  int lanes() const { return row_lanes; }
 
   // Whether the seed [b, b + u) is sure to reach a score below min_score.
   bool falls_short(const char* b, uint32_t u, int32_t min_score);
@@ -95,8 +100,9 @@ class AlignmentBound {
   const char* last;
   int32_t mismatch, indel;
   int64_t prefer_longer;
-  // Rows in lanes of 16 bits where the scores fit them, else plain rows.
-  bool in_lanes;
+  // Rows in this many lanes of 16 bits where the scores fit them, else
+  // plain rows.
+  int row_lanes;
   Rows<int32_t> wide;
   Rows<int16_t> narrow;
   std::vector<char> unit, other;
