@@ -168,17 +168,24 @@ void RecordSearch::complete_imperfect_search()
   // Long units are first bounded for a whole record at once, by ranges of
   // unit lengths that grow by 5/2: a table costs by its width of lags, and
   // the lags of neighbouring ranges overlap, while a wide range bounds its
-  // shorter units less tightly. (Measured against ranges that double, with
-  // a last range of at least half of u: on E. coli a fifth quicker with
-  // units up to 20 or 30, a tenth up to 50 or 500, 3-5% up to 100 or 200,
-  // the same up to 10; a tenth and 5% on U. maydis up to 500 and 100.)
+  // shorter units less tightly. (Measured with tables in 512-bit vectors,
+  // against ranges that double, with a last range of at least half of u:
+  // on E. coli a fifth quicker with units up to 20 or 30, a tenth up to 50
+  // or 500, 3-5% up to 100 or 200, the same up to 10; a tenth and 5% on
+  // U. maydis up to 500 and 100.) Where the tables run in narrower vectors,
+  // or cell by cell, their lags cost more against the seeds they let
+  // through, and ranges grow by 4. (Measured with 256-bit vectors, against
+  // 5/2, on E. coli, one thread: 0.76x with units up to 10, 0.80x up to 50,
+  // 0.87x up to 100, 0.99x up to 200, 0.94x up to 500.)
+  const size_t growth_in_halves = SelfAlignmentBound::in_512_bit_lanes() ? 5 : 8;
   std::unique_ptr<SelfAlignmentBound> copies;
   const char* first = seq.residues.data();
   for (; u <= settings.max_unit_length && u < seq.residues.size(); ++u) {
     if (u >= SELF_ALIGNMENT_FROM && (!copies || !copies->covers(u))) {
       // A range that would leave fewer than u unit lengths to the next takes
       // them: a narrow last table costs nearly as much as a wide one.
-      uint32_t last_u = static_cast<uint32_t>(std::min<size_t>(settings.max_unit_length, 5 * u / 2 - 1));
+      uint32_t last_u =
+          static_cast<uint32_t>(std::min<size_t>(settings.max_unit_length, growth_in_halves * u / 2 - 1));
       if (settings.max_unit_length - last_u < u)
         last_u = settings.max_unit_length;
       copies.reset();

@@ -239,6 +239,15 @@ __attribute__((target("arch=x86-64-v3"), always_inline)) inline HalfLanes diagon
 
 } // namespace
 
+bool SelfAlignmentBound::in_512_bit_lanes()
+{
+#ifdef TABLE_IN_LANES
+  return lanes_fit();
+#else
+  return false;
+#endif
+}
+
 // The lags [lo, hi] of the tables, and their caps going forward and
 // backward.
 struct SelfAlignmentBound::Band {

@@ -50,6 +50,9 @@ class SelfAlignmentBound {
   bool bounds(uint32_t u) const { return covers(u) && bounded[u - u1]; }
   bool covers(uint32_t u) const { return u >= u1 && u <= u2; }
 
+  // Whether the tables run in vectors of 512 bits on this processor.
+  static bool in_512_bit_lanes();
+
   // The seeds of unit length u that may reach the threshold: the starts b
   // of ranges [b, e) as even entries, their ends as odd ones, in order.
   const std::vector<uint32_t>& may_reach(uint32_t u) const { return reaching[u - u1]; }
