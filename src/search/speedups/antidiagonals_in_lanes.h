@@ -59,7 +59,7 @@ __attribute__((target(LANES_TARGET))) void antidiagonals_in_lanes(const LanesSha
     // above once read; before is the vector one above that came before.
     auto pass = [&](auto lower_lane) __attribute__((target(LANES_TARGET), always_inline)) {
       V before = zero;
-#pragma GCC unroll 16
+      LANES_UNROLL
       for (int j = 0; j < K; ++j) {
         V J, I, two_above;
         std::memcpy(&J, jc + W * j, sizeof J);

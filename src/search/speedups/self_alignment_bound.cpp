@@ -122,8 +122,19 @@ constexpr int64_t LANES = 32;
 // quicker than whole ones with the default units, up to 32 slower with
 // units up to 500); where the processor has only half vectors, up to 32
 // of them (measured: with units up to 500, about twice as quick as tables
-// through memory).
-constexpr int MAX_VECTORS = 16, MAX_HALVES = 8, MAX_ONLY_HALVES = 32;
+// through memory). Sanitized builds, whose instrumented kernels take
+// minutes to compile, keep only those of up to 8 half vectors there: the
+// wider ones read and write within the same spare room as 16 whole
+// vectors, and the release build's tests compare their cells.
+constexpr int MAX_VECTORS = 16, MAX_HALVES = 8;
+// Their loop over the vectors of an antidiagonal is not unrolled either.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int MAX_ONLY_HALVES = MAX_HALVES;
+#define LANES_UNROLL _Pragma("GCC unroll 1")
+#else
+constexpr int MAX_ONLY_HALVES = 32;
+#define LANES_UNROLL _Pragma("GCC unroll 16")
+#endif
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
 #define TABLE_IN_LANES 1
 typedef int16_t Lanes __attribute__((vector_size(2 * LANES)));
