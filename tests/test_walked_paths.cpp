@@ -423,6 +423,8 @@ TEST(AlignmentBound, RowsInLanesGiveTheScoresOfPlainRows)
                                    AlignmentBound&) {
       for (const int most_lanes : {32, 16}) {
         AlignmentBound lanes(s, end, setup.scoring, most_lanes), plain(s, end, setup.scoring, 0);
+        // Plain rows are slow, and tables that run up to no score live long.
+        lanes.cells_per_unit_character = plain.cells_per_unit_character = 128;
         in_16_lanes |= lanes.lanes() == 16;
         SCOPED_TRACE(testing::Message() << "in " << lanes.lanes() << " lanes");
         for (uint32_t u : {3u, 16u, 47u, 64u}) {

@@ -417,7 +417,7 @@ int64_t AlignmentBound::best_score_in(Rows<Cell>& rows, const char* c, const cha
   // unit character: with -U 200, 0.76x on a 200-kb array of a diverged
   // 64-mer, 0.85x on a 1-Mb one and 0.89x on an alpha-satellite-like one,
   // as quick on genome slices; no limit at all was no quicker).
-  int64_t cells_left = 32768 * static_cast<int64_t>(L) + 4096;
+  int64_t cells_left = cells_per_unit_character * static_cast<int64_t>(L) + 4096;
   // Unit characters left out before the first residue.
   start_row(rows, 0, start);
   best = std::max<int64_t>(best, close_row(rows, low));

@@ -53,6 +53,11 @@ class AlignmentBound {
   // rows must keep alike.
   uint64_t living_cells = 0;
 
+  // How many cells per unit character a seed's rows may take before the
+  // extension is left to decide (see best_score_in); tests that compare
+  // whole tables take fewer.
+  int64_t cells_per_unit_character = 32768;
+
  private:
   // The scores of a row of cells, by unit characters consumed, as Cell: the
   // living ones are row[off, off + width), of columns [lo, lo + width);
