@@ -572,14 +572,23 @@ int64_t AlignmentBound::stretch_best_score_in(Rows<Cell>& rows, const char* b0, 
   int64_t best = start;
   int64_t cells_left = static_cast<int64_t>(u) * (k + 4 * u) + 4096;
   // The unit characters of the columns, in walk order, made as far as the
-  // living cells reach.
+  // living cells reach: column j reads q[j - c u] with c = j / u for the
+  // seeds of most copies before it and c = (j - min(k - 1, j)) / u for
+  // those of fewest, the residues q[j] for j below u and k - 1 + u, then
+  // again those of column j - u.
   unit.clear();
   other.clear();
   auto make_columns = [&](size_t columns) {
-    for (size_t j = unit.size(); j < columns; ++j) {
-      const size_t copies = j / u, fewest = (j - std::min<size_t>(k - 1, j)) / u;
-      unit.push_back(q[Dir * static_cast<ptrdiff_t>(j - copies * u)]);
-      other.push_back(q[Dir * static_cast<ptrdiff_t>(j - fewest * u)]);
+    size_t j = unit.size();
+    if (j >= columns)
+      return;
+    // (By 64 or more at a time.)
+    columns = std::max(columns, j + 64);
+    unit.resize(columns);
+    other.resize(columns);
+    for (; j < columns; ++j) {
+      unit[j] = j < u ? q[Dir * static_cast<ptrdiff_t>(j)] : unit[j - u];
+      other[j] = j < k - 1 + u ? q[Dir * static_cast<ptrdiff_t>(j)] : other[j - u];
     }
   };
   std::vector<Cell>& row = rows.row;
