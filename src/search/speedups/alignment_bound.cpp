@@ -173,7 +173,7 @@ IN_LANES Carried carry_and_cut_in_lanes(int16_t* r, size_t width, int32_t gap, i
 // A residue step (residue_step) and the carry and cut of the new row in
 // one pass, by the same blocks: from the width cells of row to the
 // width + 1 cells of next.
-IN_LANES Carried step_carry_and_cut_in_lanes(const int16_t* row, int16_t* next, const char* u, const char* v,
+IN_LANES __attribute__((always_inline)) inline Carried step_carry_and_cut_in_lanes(const int16_t* row, int16_t* next, const char* u, const char* v,
                                              size_t width, char r, int32_t differ, int32_t indel, int32_t low)
 {
   const __m512i dead = _mm512_set1_epi16(DEAD16), one = _mm512_set1_epi16(static_cast<int16_t>(indel));
@@ -295,7 +295,7 @@ IN_HALF_VECTORS Carried carry_and_cut_in_half_vectors(int16_t* r, size_t width, 
 
 // step_carry_and_cut_in_lanes in half vectors; row, next, u and v have room
 // for a block past the row.
-IN_HALF_VECTORS Carried step_carry_and_cut_in_half_vectors(const int16_t* row, int16_t* next, const char* u,
+IN_HALF_VECTORS __attribute__((always_inline)) inline Carried step_carry_and_cut_in_half_vectors(const int16_t* row, int16_t* next, const char* u,
                                                            const char* v, size_t width, char r, int32_t differ,
                                                            int32_t indel, int32_t low)
 {
@@ -371,6 +371,133 @@ constexpr int32_t NARROW_HOLDS = 16000, NARROW_GAP = 1000;
 // and read as many unit characters: the buffers keep that room.
 constexpr size_t PAST_ROW = 16;
 
+// Cuts a carried row to its living stretch: the carry past the last cell
+// lives on in cells of their own. Gives the best cell.
+template <class Rows>
+inline int32_t cut_to_living(Rows& rows, Carried c, int32_t gap, int32_t low)
+{
+  if (c.carry > low) {
+    const size_t more = static_cast<size_t>((c.carry - low - 1) / -gap) + 1;
+    make_room(rows.row, rows.off + rows.width + more);
+    auto* r = rows.row.data() + rows.off;
+    c.a = std::min(c.a, rows.width);
+    for (size_t j = 0; j < more; ++j, c.carry += gap)
+      r[rows.width++] = static_cast<typename std::remove_reference_t<decltype(*r)>>(c.carry);
+    c.e = rows.width;
+  }
+  const size_t a = std::min(c.a, c.e), e = c.e;
+  rows.off += a;
+  rows.lo += a;
+  rows.width = e - a;
+  return c.top;
+}
+
+// Rows stepped over residues, one after another: the residue at, the best
+// score so far, the cells the rows may still take, and the living cells
+// of the rows made.
+struct RowsRun {
+  const char* at;
+  int64_t best, cells_left;
+  uint64_t living;
+};
+
+// Why step_rows stopped: it made as many rows as asked; no cell lived or
+// the residues ended; the cells ran out; a cell reached enough.
+enum class RowsEnd { MADE, STOPPED, NO_CELLS_LEFT, ENOUGH };
+
+// Steps the living cells over the residues from run.at on (by Dir, up to
+// bound), at most most_rows of them, while cells live and are left: each
+// residue takes as many cells as the row had, and then columns(lo) gives
+// the unit characters that the row's columns read from lo on. step makes
+// the next row, carried and cut, from the row, as
+// step_carry_and_cut_in_lanes does. Inlined into a loop of its own for each
+// kind of lanes, which keeps the kernel's constants from row to row.
+template <int Dir, class Rows, class Columns, class Step>
+__attribute__((always_inline)) inline RowsEnd step_rows(Rows& rows, RowsRun& run, const char* bound, size_t most_rows,
+                                                        Columns& columns, Step step, int32_t mismatch, int32_t indel,
+                                                        int32_t low, int64_t enough)
+{
+  for (size_t made = 0; made < most_rows; ++made, run.at += Dir) {
+    if (rows.width == 0 || run.at == bound)
+      return RowsEnd::STOPPED;
+    run.cells_left -= static_cast<int64_t>(rows.width);
+    if (run.cells_left < 0)
+      return RowsEnd::NO_CELLS_LEFT;
+    const std::pair<const char*, const char*> uv = columns(rows.lo, rows.width);
+    // A residue N scores 0 against any unit character: as passed, or less.
+    const char x = *run.at;
+    const int32_t differ = x == 'N' ? 0 : mismatch;
+    make_room(rows.row, rows.off + rows.width + PAST_ROW);
+    make_room(rows.next, rows.width + 1 + PAST_ROW);
+    const Carried c = step(rows.row.data() + rows.off, rows.next.data(), uv.first, uv.second, rows.width, x, differ,
+                           indel, low);
+    rows.row.swap(rows.next);
+    rows.off = 0;
+    ++rows.width;
+    run.best = std::max<int64_t>(run.best, cut_to_living(rows, c, indel, low));
+    run.living += rows.width;
+    if (run.best >= enough)
+      return RowsEnd::ENOUGH;
+  }
+  return RowsEnd::MADE;
+}
+
+// Plain rows: the residue step, then the carry and cut of the new row.
+template <int Dir, class Rows, class Columns>
+RowsEnd step_plain_rows(Rows& rows, RowsRun& run, const char* bound, size_t most_rows, Columns& columns,
+                        int32_t mismatch, int32_t indel, int32_t low, int64_t enough)
+{
+  auto step = [](const int32_t* row, int32_t* next, const char* u, const char* v, size_t width, char x,
+                 int32_t differ, int32_t gap, int32_t floor) {
+    residue_step(row, next, u, v, width, x, differ, gap);
+    return carry_and_cut(next, width + 1, gap, floor);
+  };
+  return step_rows<Dir>(rows, run, bound, most_rows, columns, step, mismatch, indel, low, enough);
+}
+
+#ifdef CARRY_IN_LANES
+template <int Dir, class Rows, class Columns>
+IN_LANES RowsEnd step_rows_in_lanes(Rows& rows, RowsRun& run, const char* bound, size_t most_rows, Columns& columns,
+                                    int32_t mismatch, int32_t indel, int32_t low, int64_t enough)
+{
+  return step_rows<Dir>(rows, run, bound, most_rows, columns,
+                        [](auto... a) IN_LANES {
+                          return step_carry_and_cut_in_lanes(a...);
+                        },
+                        mismatch, indel, low, enough);
+}
+template <int Dir, class Rows, class Columns>
+IN_HALF_VECTORS RowsEnd step_rows_in_half_vectors(Rows& rows, RowsRun& run, const char* bound, size_t most_rows,
+                                                  Columns& columns, int32_t mismatch, int32_t indel, int32_t low,
+                                                  int64_t enough)
+{
+  return step_rows<Dir>(rows, run, bound, most_rows, columns,
+                        [](auto... a) IN_HALF_VECTORS {
+                          return step_carry_and_cut_in_half_vectors(a...);
+                        },
+                        mismatch, indel, low, enough);
+}
+#endif
+
+// step_rows in the lanes the rows take: 32, 16, or plain rows.
+template <int Dir, class Cell, class Rows, class Columns>
+RowsEnd step_rows_in(int lanes, Rows& rows, RowsRun& run, const char* bound, size_t most_rows, Columns& columns,
+                     int32_t mismatch, int32_t indel, int32_t low, int64_t enough)
+{
+  if constexpr (sizeof(Cell) == 4) {
+    return step_plain_rows<Dir>(rows, run, bound, most_rows, columns, mismatch, indel, low, enough);
+  } else {
+#ifdef CARRY_IN_LANES
+    return lanes == 32
+               ? step_rows_in_lanes<Dir>(rows, run, bound, most_rows, columns, mismatch, indel, low, enough)
+               : step_rows_in_half_vectors<Dir>(rows, run, bound, most_rows, columns, mismatch, indel, low, enough);
+#else
+    (void)lanes; // narrow rows need lanes
+    return RowsEnd::STOPPED;
+#endif
+  }
+}
+
 } // namespace
 
 AlignmentBound::AlignmentBound(const char* first, const char* last, const Scoring& g, int most_lanes)
@@ -421,19 +548,17 @@ int64_t AlignmentBound::best_score_in(Rows<Cell>& rows, const char* c, const cha
   // Unit characters left out before the first residue.
   start_row(rows, 0, start);
   best = std::max<int64_t>(best, close_row(rows, low));
-  for (const char* x = c; x != bound && rows.width > 0; x += Dir) {
-    cells_left -= static_cast<int64_t>(rows.width);
-    if (cells_left < 0)
-      return std::max(best, enough);
-    const size_t k0 = static_cast<size_t>(rows.lo % L);
-    while (unit.size() < k0 + rows.width + PAST_ROW)
+  auto columns = [&](uint64_t lo, size_t width) {
+    const size_t k0 = static_cast<size_t>(lo % L);
+    while (unit.size() < k0 + width + PAST_ROW)
       unit.insert(unit.end(), unit.begin(), unit.begin() + static_cast<ptrdiff_t>(L));
-    const char* u = unit.data() + k0;
-    best = std::max<int64_t>(best, next_row(rows, u, u, *x, low));
-    if (best >= enough)
-      return best;
-  }
-  return best;
+    return std::make_pair<const char*, const char*>(unit.data() + k0, unit.data() + k0);
+  };
+  RowsRun run{c, best, cells_left, 0};
+  const RowsEnd end =
+      step_rows_in<Dir, Cell>(row_lanes, rows, run, bound, SIZE_MAX, columns, mismatch, indel, low, enough);
+  living_cells += run.living;
+  return end == RowsEnd::NO_CELLS_LEFT ? std::max(run.best, enough) : run.best;
 }
 
 template <class Cell>
@@ -444,38 +569,6 @@ void AlignmentBound::start_row(Rows<Cell>& rows, uint64_t column, int32_t score)
   rows.off = 0;
   rows.width = 1;
   rows.lo = column;
-}
-
-template <class Cell>
-int32_t AlignmentBound::next_row(Rows<Cell>& rows, const char* u, const char* v, char x, int32_t low)
-{
-  // A residue N scores 0 against any unit character: as passed, or less.
-  const int32_t differ = x == 'N' ? 0 : mismatch;
-  make_room(rows.row, rows.off + rows.width + PAST_ROW);
-  make_room(rows.next, rows.width + 1 + PAST_ROW);
-  const Cell* from = rows.row.data() + rows.off;
-  Cell* to = rows.next.data();
-#ifdef CARRY_IN_LANES
-  if constexpr (sizeof(Cell) == 2) {
-    const Carried c = row_lanes == 32
-                          ? step_carry_and_cut_in_lanes(from, to, u, v, rows.width, x, differ, indel, low)
-                          : step_carry_and_cut_in_half_vectors(from, to, u, v, rows.width, x, differ, indel, low);
-    rows.row.swap(rows.next);
-    rows.off = 0;
-    ++rows.width;
-    const int32_t best = cut_row(rows, c.carry, c.top, c.a, c.e, low);
-    living_cells += rows.width;
-    return best;
-  }
-#endif
-  if constexpr (sizeof(Cell) == 4)
-    residue_step(from, to, u, v, rows.width, x, differ, indel);
-  rows.row.swap(rows.next);
-  rows.off = 0;
-  ++rows.width;
-  const int32_t best = close_row(rows, low);
-  living_cells += rows.width;
-  return best;
 }
 
 template <class Cell>
@@ -497,30 +590,7 @@ int32_t AlignmentBound::close_row(Rows<Cell>& rows, int32_t low)
 #endif
   if constexpr (sizeof(Cell) == 4)
     c = carry_and_cut(r, rows.width, gap, low);
-  return cut_row(rows, c.carry, c.top, c.a, c.e, low);
-}
-
-template <class Cell>
-int32_t AlignmentBound::cut_row(Rows<Cell>& rows, int32_t carry, int32_t best, size_t first_alive,
-                                size_t end_alive, int32_t low)
-{
-  const int32_t gap = indel;
-  Carried c{carry, best, first_alive, end_alive};
-  if (c.carry > low) {
-    // The carry past the last cell lives on in cells of their own.
-    const size_t more = static_cast<size_t>((c.carry - low - 1) / -gap) + 1;
-    make_room(rows.row, rows.off + rows.width + more);
-    Cell* r = rows.row.data() + rows.off;
-    c.a = std::min(c.a, rows.width);
-    for (size_t j = 0; j < more; ++j, c.carry += gap)
-      r[rows.width++] = static_cast<Cell>(c.carry);
-    c.e = rows.width;
-  }
-  const size_t a = std::min(c.a, c.e), e = c.e;
-  rows.off += a;
-  rows.lo += a;
-  rows.width = e - a;
-  return c.top;
+  return cut_to_living(rows, c, gap, low);
 }
 
 template <class Cell>
@@ -538,7 +608,7 @@ void AlignmentBound::raise_cell(Rows<Cell>& rows, size_t at, int32_t score, int3
   for (; j < rows.width && carry > low && r[j] < carry; ++j, carry += indel)
     r[j] = static_cast<Cell>(carry);
   if (j == rows.width)
-    cut_row(rows, carry, DEAD, 0, rows.width, low);
+    cut_to_living(rows, Carried{carry, DEAD, 0, rows.width}, indel, low);
 }
 
 template <int Dir>
@@ -593,8 +663,13 @@ int64_t AlignmentBound::stretch_best_score_in(Rows<Cell>& rows, const char* b0, 
   };
   std::vector<Cell>& row = rows.row;
   std::vector<Cell>& next = rows.next;
+  auto columns = [&](uint64_t lo, size_t width) {
+    make_columns(lo + width + PAST_ROW);
+    return std::make_pair<const char*, const char*>(unit.data() + lo, other.data() + lo);
+  };
+  RowsRun run{r, best, cells_left, 0};
   rows.width = 0;
-  for (uint64_t i = 0;; ++i, r += Dir) {
+  for (uint64_t i = 0;; ++i) {
     if (i < k) {
       // The start of seed i, in column i: its cell and those to the left
       // of the living ones are made room for.
@@ -624,17 +699,14 @@ int64_t AlignmentBound::stretch_best_score_in(Rows<Cell>& rows, const char* b0, 
         raise_cell(rows, static_cast<size_t>(i - rows.lo), start, low);
       }
     }
-    if (rows.width == 0 && i + 1 >= k)
-      return best;
-    if (r == bound)
-      return best;
-    cells_left -= static_cast<int64_t>(rows.width);
-    if (cells_left < 0)
-      return std::max(best, enough);
-    make_columns(rows.lo + rows.width + PAST_ROW);
-    best = std::max<int64_t>(best, next_row(rows, unit.data() + rows.lo, other.data() + rows.lo, *r, low));
-    if (best >= enough)
-      return best;
+    // A row at a time while seeds start (the rows live on till then), then
+    // all the rows after them.
+    const RowsEnd end = step_rows_in<Dir, Cell>(row_lanes, rows, run, bound, i + 1 < k ? 1 : SIZE_MAX, columns,
+                                                mismatch, indel, low, enough);
+    if (end != RowsEnd::MADE) {
+      living_cells += run.living;
+      return end == RowsEnd::NO_CELLS_LEFT ? std::max(run.best, enough) : run.best;
+    }
   }
 }
 

@@ -83,10 +83,6 @@ class AlignmentBound {
   // Starts a row with the one cell of this column.
   template <class Cell>
   static void start_row(Rows<Cell>& rows, uint64_t column, int32_t score);
-  // Steps the living cells over residue x, whose columns read the unit
-  // characters u (and v) from lo on; returns the best cell of the new row.
-  template <class Cell>
-  int32_t next_row(Rows<Cell>& rows, const char* u, const char* v, char x, int32_t low);
   // Unit characters left out: each cell of the row from the second on may be
   // reached from the one before it; then the row is cut to its living
   // stretch of columns, whose best score it returns.
@@ -96,10 +92,6 @@ class AlignmentBound {
   // cells after it, as close_row would.
   template <class Cell>
   void raise_cell(Rows<Cell>& rows, size_t at, int32_t score, int32_t low);
-  // The same once the carry and the cut are made: the carry past the last
-  // cell, the best cell, and the first and one past the last living cell.
-  template <class Cell>
-  int32_t cut_row(Rows<Cell>& rows, int32_t carry, int32_t best, size_t first_alive, size_t end_alive, int32_t low);
 
   const char* first;
   const char* last;
