@@ -7,6 +7,7 @@
 #include <immintrin.h>
 #endif
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -173,8 +174,9 @@ IN_LANES Carried carry_and_cut_in_lanes(int16_t* r, size_t width, int32_t gap, i
 // A residue step (residue_step) and the carry and cut of the new row in
 // one pass, by the same blocks: from the width cells of row to the
 // width + 1 cells of next.
-IN_LANES __attribute__((always_inline)) inline Carried step_carry_and_cut_in_lanes(const int16_t* row, int16_t* next, const char* u, const char* v,
-                                             size_t width, char r, int32_t differ, int32_t indel, int32_t low)
+IN_LANES __attribute__((always_inline)) inline Carried step_carry_and_cut_in_lanes(
+    const int16_t* row, int16_t* next, const char* u, const char* v, size_t width, char r, int32_t differ,
+    int32_t indel, int32_t low)
 {
   const __m512i dead = _mm512_set1_epi16(DEAD16), one = _mm512_set1_epi16(static_cast<int16_t>(indel));
   const __m512i match = _mm512_set1_epi16(1), mismatch = _mm512_set1_epi16(static_cast<int16_t>(differ));
@@ -295,9 +297,9 @@ IN_HALF_VECTORS Carried carry_and_cut_in_half_vectors(int16_t* r, size_t width, 
 
 // step_carry_and_cut_in_lanes in half vectors; row, next, u and v have room
 // for a block past the row.
-IN_HALF_VECTORS __attribute__((always_inline)) inline Carried step_carry_and_cut_in_half_vectors(const int16_t* row, int16_t* next, const char* u,
-                                                           const char* v, size_t width, char r, int32_t differ,
-                                                           int32_t indel, int32_t low)
+IN_HALF_VECTORS __attribute__((always_inline)) inline Carried step_carry_and_cut_in_half_vectors(
+    const int16_t* row, int16_t* next, const char* u, const char* v, size_t width, char r, int32_t differ,
+    int32_t indel, int32_t low)
 {
   const __m256i dead = _mm256_set1_epi16(DEAD16), one = _mm256_set1_epi16(static_cast<int16_t>(indel));
   const __m256i match = _mm256_set1_epi16(1), mismatch = _mm256_set1_epi16(static_cast<int16_t>(differ));
@@ -379,10 +381,11 @@ inline int32_t cut_to_living(Rows& rows, Carried c, int32_t gap, int32_t low)
   if (c.carry > low) {
     const size_t more = static_cast<size_t>((c.carry - low - 1) / -gap) + 1;
     make_room(rows.row, rows.off + rows.width + more);
-    auto* r = rows.row.data() + rows.off;
+    using Cell = typename decltype(rows.row)::value_type;
+    Cell* r = rows.row.data() + rows.off;
     c.a = std::min(c.a, rows.width);
     for (size_t j = 0; j < more; ++j, c.carry += gap)
-      r[rows.width++] = static_cast<typename std::remove_reference_t<decltype(*r)>>(c.carry);
+      r[rows.width++] = static_cast<Cell>(c.carry);
     c.e = rows.width;
   }
   const size_t a = std::min(c.a, c.e), e = c.e;
@@ -460,22 +463,16 @@ template <int Dir, class Rows, class Columns>
 IN_LANES RowsEnd step_rows_in_lanes(Rows& rows, RowsRun& run, const char* bound, size_t most_rows, Columns& columns,
                                     int32_t mismatch, int32_t indel, int32_t low, int64_t enough)
 {
-  return step_rows<Dir>(rows, run, bound, most_rows, columns,
-                        [](auto... a) IN_LANES {
-                          return step_carry_and_cut_in_lanes(a...);
-                        },
-                        mismatch, indel, low, enough);
+  auto step = [](auto... a) IN_LANES { return step_carry_and_cut_in_lanes(a...); };
+  return step_rows<Dir>(rows, run, bound, most_rows, columns, step, mismatch, indel, low, enough);
 }
 template <int Dir, class Rows, class Columns>
 IN_HALF_VECTORS RowsEnd step_rows_in_half_vectors(Rows& rows, RowsRun& run, const char* bound, size_t most_rows,
                                                   Columns& columns, int32_t mismatch, int32_t indel, int32_t low,
                                                   int64_t enough)
 {
-  return step_rows<Dir>(rows, run, bound, most_rows, columns,
-                        [](auto... a) IN_HALF_VECTORS {
-                          return step_carry_and_cut_in_half_vectors(a...);
-                        },
-                        mismatch, indel, low, enough);
+  auto step = [](auto... a) IN_HALF_VECTORS { return step_carry_and_cut_in_half_vectors(a...); };
+  return step_rows<Dir>(rows, run, bound, most_rows, columns, step, mismatch, indel, low, enough);
 }
 #endif
 
