@@ -16,6 +16,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <limits>
@@ -398,6 +399,77 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
       EXPECT_GT(random_turned_away * 100, random_seeds * 99);
     }
   }
+}
+
+// The best score of the alignments of residues, in the walk's order, with
+// the unit repeated from its first character, starting at start, whose
+// every cell lies above low: the rows of cells (residues read, unit
+// characters read) written out plainly, as wide as any alignment reaches.
+int64_t plain_best_score(const std::string& residues, const std::string& unit, int64_t start, int64_t low,
+                         int64_t mismatch, int64_t indel)
+{
+  const int64_t none = INT64_MIN / 4;
+  const size_t width = residues.size() + static_cast<size_t>((start + residues.size() - low) / -indel) + 2;
+  std::vector<int64_t> row(width, none), next(width);
+  int64_t best = start;
+  // A unit character may be left out, and a cell at low or below passes on
+  // nothing.
+  auto close = [&](std::vector<int64_t>& cells) {
+    for (size_t j = 1; j < width; ++j)
+      cells[j] = std::max(cells[j], cells[j - 1] + indel);
+    for (int64_t& cell : cells) {
+      cell = cell > low ? cell : none;
+      best = std::max(best, cell);
+    }
+  };
+  row[0] = start;
+  close(row);
+  for (const char x : residues) {
+    next[0] = row[0] + indel;
+    for (size_t j = 1; j < width; ++j) {
+      const int64_t score = x == 'N' ? 0 : x == unit[(j - 1) % unit.size()] ? 1 : mismatch;
+      next[j] = std::max(row[j] + indel, row[j - 1] + score);
+    }
+    row.swap(next);
+    close(row);
+  }
+  return best;
+}
+
+// The bound of a single seed is no looser than its definition: each way,
+// in rows of 16-bit cells in lanes and of plain 32-bit cells, it gives the
+// best score of the plainly written rows over the next 120 residues.
+TEST(AlignmentBound, BestScoreIsThatOfTheRowsWrittenPlainly)
+{
+  const Settings settings;
+  const SearchSetup setup(settings);
+  const int64_t m = setup.scoring.mismatch, g = setup.scoring.indel;
+  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch&,
+                                 AlignmentBound& bound) {
+    for (uint32_t u : {3u, 16u, 47u}) {
+      const int64_t floor = setup.scoring.floor(u);
+      for (size_t b = 120 + t % 11; b + u + 120 < text.size(); b += 11) {
+        if (text.find('N', b) < b + u)
+          continue;
+        const char* ub = s + b;
+        const char* ue = ub + u;
+        const std::string unit = text.substr(b, u);
+        const std::string ahead = text.substr(b + u, 120);
+        std::string behind = text.substr(b - 120, 120), unit_behind = unit;
+        std::reverse(behind.begin(), behind.end());
+        std::reverse(unit_behind.begin(), unit_behind.end());
+        for (const int64_t enough : {int64_t(16000), INT64_MAX}) {
+          ASSERT_EQ(bound.best_score<1>(ue, ub, ub, ue, ue + 120, 0, floor, enough),
+                    plain_best_score(ahead, unit, 0, floor, m, g))
+              << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
+          ASSERT_EQ(bound.best_score<-1>(ub - 1, ue - 1, ub, ue, ub - 121, 5, floor, enough),
+                    plain_best_score(behind, unit_behind, 5, floor, m, g))
+              << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
+        }
+      }
+    }
+    (void)end;
+  });
 }
 
 // Rows made in vector lanes, where the processor has them, give the scores
