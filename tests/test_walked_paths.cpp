@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <fstream>
 #include <limits>
+#include <optional>
 #include <random>
 #include <string>
 
@@ -401,49 +402,79 @@ TEST(AlignmentBound, IsAtLeastTheScoreTheExtensionReaches)
   }
 }
 
-// The best score of the alignments of residues, in the walk's order, with
-// the unit repeated from its first character, starting at start, whose
-// every cell lies above low: the rows of cells (residues read, unit
-// characters read) written out plainly, as wide as any alignment reaches.
-int64_t plain_best_score(const std::string& residues, const std::string& unit, int64_t start, int64_t low,
-                         int64_t mismatch, int64_t indel)
+// The rows of a table written out plainly: row i reads residues[i], in the
+// walk's order; column j stands for the characters column(j) (a residue
+// that matches either scores 1, an N that matches neither 0); seeds 0 to
+// k - 1 start with the score start at row t, column t. A unit character
+// may be left out, and a cell at low or below passes on nothing. Gives the
+// best score of the living cells and the cells of their living spans, if
+// they all die within the residues and take at most most cells.
+struct PlainRows {
+  int64_t best;
+  uint64_t cells;
+};
+template <class Column>
+std::optional<PlainRows> plain_best_score(const std::string& residues, Column column, size_t k, int64_t start,
+                                        int64_t low, int64_t mismatch, int64_t indel, uint64_t most)
 {
   const int64_t none = INT64_MIN / 4;
-  const size_t width = residues.size() + static_cast<size_t>((start + residues.size() - low) / -indel) + 2;
+  const size_t width = residues.size() + k + static_cast<size_t>((start + residues.size() - low) / -indel) + 2;
   std::vector<int64_t> row(width, none), next(width);
   int64_t best = start;
-  // A unit character may be left out, and a cell at low or below passes on
-  // nothing.
-  auto close = [&](std::vector<int64_t>& cells) {
-    for (size_t j = 1; j < width; ++j)
-      cells[j] = std::max(cells[j], cells[j - 1] + indel);
-    for (int64_t& cell : cells) {
-      cell = cell > low ? cell : none;
-      best = std::max(best, cell);
+  uint64_t cells = 0;
+  // Carries each cell on to the next, cuts the row and gives its living
+  // span.
+  auto close = [&](std::vector<int64_t>& r) {
+    size_t a = width, e = 0;
+    for (size_t j = 0; j < width; ++j) {
+      if (j > 0)
+        r[j] = std::max(r[j], r[j - 1] + indel);
+      r[j] = r[j] > low ? r[j] : none;
+      if (r[j] != none) {
+        a = std::min(a, j);
+        e = j + 1;
+      }
     }
+    return e > a ? e - a : 0;
   };
-  row[0] = start;
-  close(row);
-  for (const char x : residues) {
+  for (size_t i = 0;; ++i) {
+    if (i < k) {
+      row[i] = std::max(row[i], start);
+      close(row);
+    }
+    if (i == residues.size())
+      return std::nullopt;
     next[0] = row[0] + indel;
     for (size_t j = 1; j < width; ++j) {
-      const int64_t score = x == 'N' ? 0 : x == unit[(j - 1) % unit.size()] ? 1 : mismatch;
+      const std::pair<char, char> c = column(j - 1);
+      const char x = residues[i];
+      const int64_t score = x == c.first || x == c.second ? 1 : x == 'N' ? 0 : mismatch;
       next[j] = std::max(row[j] + indel, row[j - 1] + score);
     }
     row.swap(next);
-    close(row);
+    cells += close(row);
+    for (const int64_t cell : row)
+      best = std::max(best, cell);
+    if (cells > most)
+      return std::nullopt;
+    if (i + 1 >= k && *std::max_element(row.begin(), row.end()) == none)
+      return PlainRows{best, cells};
   }
-  return best;
 }
 
-// The bound of a single seed is no looser than its definition: each way,
-// in rows of 16-bit cells in lanes and of plain 32-bit cells, it gives the
-// best score of the plainly written rows over the next 120 residues.
-TEST(AlignmentBound, BestScoreIsThatOfTheRowsWrittenPlainly)
+// The bound of a single seed, and of a run of seeds, is no looser than its
+// definition: each way, in rows of 16-bit cells in lanes and of plain
+// 32-bit cells, a single seed's best score is that of the plainly written
+// rows over the next 120 residues; a run falls short exactly where the
+// plainly written rows of its seeds, each column standing for the residues
+// that the run's seeds read there, stay below the threshold. Both keep the
+// living cells of the plain rows.
+TEST(AlignmentBound, IsTheBestScoreOfTheRowsWrittenPlainly)
 {
   const Settings settings;
   const SearchSetup setup(settings);
   const int64_t m = setup.scoring.mismatch, g = setup.scoring.indel;
+  size_t runs_checked = 0;
   for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch&,
                                  AlignmentBound& bound) {
     for (uint32_t u : {3u, 16u, 47u}) {
@@ -454,22 +485,67 @@ TEST(AlignmentBound, BestScoreIsThatOfTheRowsWrittenPlainly)
         const char* ub = s + b;
         const char* ue = ub + u;
         const std::string unit = text.substr(b, u);
-        const std::string ahead = text.substr(b + u, 120);
         std::string behind = text.substr(b - 120, 120), unit_behind = unit;
         std::reverse(behind.begin(), behind.end());
         std::reverse(unit_behind.begin(), unit_behind.end());
+        auto unit_ahead = [&](size_t j) { return std::make_pair(unit[j % u], unit[j % u]); };
+        auto unit_back = [&](size_t j) { return std::make_pair(unit_behind[j % u], unit_behind[j % u]); };
+        const std::optional<PlainRows> ahead = plain_best_score(text.substr(b + u, 120), unit_ahead, 1, 0, floor, m,
+                                                                g, UINT64_MAX);
+        const std::optional<PlainRows> back = plain_best_score(behind, unit_back, 1, 5, floor, m, g, UINT64_MAX);
         for (const int64_t enough : {int64_t(16000), INT64_MAX}) {
-          ASSERT_EQ(bound.best_score<1>(ue, ub, ub, ue, ue + 120, 0, floor, enough),
-                    plain_best_score(ahead, unit, 0, floor, m, g))
-              << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
-          ASSERT_EQ(bound.best_score<-1>(ub - 1, ue - 1, ub, ue, ub - 121, 5, floor, enough),
-                    plain_best_score(behind, unit_behind, 5, floor, m, g))
-              << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
+          if (ahead) {
+            const uint64_t cells = bound.living_cells;
+            ASSERT_EQ(bound.best_score<1>(ue, ub, ub, ue, ue + 120, 0, floor, enough), ahead->best)
+                << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
+            ASSERT_EQ(bound.living_cells - cells, ahead->cells) << "text " << t << " unit " << u << " seed " << b;
+          }
+          if (back) {
+            const uint64_t cells = bound.living_cells;
+            ASSERT_EQ(bound.best_score<-1>(ub - 1, ue - 1, ub, ue, ub - 121, 5, floor, enough), back->best)
+                << "text " << t << " unit " << u << " seed " << b << " up to " << enough;
+            ASSERT_EQ(bound.living_cells - cells, back->cells) << "text " << t << " unit " << u << " seed " << b;
+          }
         }
+        // The run of seeds [b, b + k): column j stands for the residues
+        // q[j - c u], c from the fewest copies before it of the run's seeds
+        // to the most, q the run's residues in the walk's order from its
+        // first seed's start, each way.
+        const uint32_t k = std::max(u / 4, 1u);
+        if (u < 16 || text.find('N', b) < b + k - 1 + u)
+          continue;
+        auto run_best = [&](const std::string& q, const std::string& residues, int64_t start) {
+          auto columns = [&](size_t j) {
+            const size_t most = j / u, fewest = (j - std::min<size_t>(k - 1, j)) / u;
+            return std::make_pair(q[j - most * u], q[j - fewest * u]);
+          };
+          // (Within the run's budget of cells, whose end leaves it to the
+          // seeds one by one.)
+          return plain_best_score(residues, columns, k, start, floor, m, g, uint64_t(u) * (k + 4 * u) / 2);
+        };
+        const std::optional<PlainRows> forward = run_best(text.substr(b, k - 1 + u), text.substr(b + u), 0);
+        if (!forward)
+          continue;
+        std::string q = text.substr(b, k - 1 + u), residues = text.substr(0, b + k - 1);
+        std::reverse(q.begin(), q.end());
+        std::reverse(residues.begin(), residues.end());
+        const std::optional<PlainRows> both = run_best(q, residues, forward->best);
+        if (!both)
+          continue;
+        ++runs_checked;
+        ASSERT_EQ(bound.stretch_falls_short(ub, k, u, static_cast<int32_t>(both->best)), false)
+            << "text " << t << " unit " << u << " run " << b;
+        // (Below the threshold both ways, the run's rows are made each way.)
+        const uint64_t cells = bound.living_cells;
+        ASSERT_EQ(bound.stretch_falls_short(ub, k, u, static_cast<int32_t>(both->best + 1)), true)
+            << "text " << t << " unit " << u << " run " << b;
+        ASSERT_EQ(bound.living_cells - cells, forward->cells + both->cells)
+            << "text " << t << " unit " << u << " run " << b;
       }
     }
     (void)end;
   });
+  EXPECT_GT(runs_checked, 500u);
 }
 
 // Rows made in vector lanes, where the processor has them, give the scores
