@@ -415,7 +415,7 @@ struct PlainRows {
 };
 template <class Column>
 std::optional<PlainRows> plain_best_score(const std::string& residues, Column column, size_t k, int64_t start,
-                                        int64_t low, int64_t mismatch, int64_t indel, uint64_t most)
+                                          int64_t low, int64_t mismatch, int64_t indel, uint64_t most)
 {
   const int64_t none = INT64_MIN / 4;
   const size_t width = residues.size() + k + static_cast<size_t>((start + residues.size() - low) / -indel) + 2;
@@ -467,7 +467,7 @@ std::optional<PlainRows> plain_best_score(const std::string& residues, Column co
 // 32-bit cells, a single seed's best score is that of the plainly written
 // rows over the next 120 residues; a run falls short exactly where the
 // plainly written rows of its seeds, each column standing for the residues
-// that the run's seeds read there, stay below the threshold. Both keep the
+// that the run's seeds read there, stay below the threshold. Both count the
 // living cells of the plain rows.
 TEST(AlignmentBound, IsTheBestScoreOfTheRowsWrittenPlainly)
 {
@@ -475,7 +475,7 @@ TEST(AlignmentBound, IsTheBestScoreOfTheRowsWrittenPlainly)
   const SearchSetup setup(settings);
   const int64_t m = setup.scoring.mismatch, g = setup.scoring.indel;
   size_t runs_checked = 0;
-  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch&,
+  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char*, RecordSearch&,
                                  AlignmentBound& bound) {
     for (uint32_t u : {3u, 16u, 47u}) {
       const int64_t floor = setup.scoring.floor(u);
@@ -543,7 +543,6 @@ TEST(AlignmentBound, IsTheBestScoreOfTheRowsWrittenPlainly)
             << "text " << t << " unit " << u << " run " << b;
       }
     }
-    (void)end;
   });
   EXPECT_GT(runs_checked, 500u);
 }
