@@ -38,18 +38,26 @@ struct Carried {
   size_t a, e;
 };
 
-Carried carry_and_cut(int32_t* r, size_t width, int32_t gap, int32_t low)
+// A cell no alignment reaches above the floor.
+template <class Cell>
+constexpr Cell dead_cell()
+{
+  return sizeof(Cell) == 2 ? Cell(INT16_MIN) : Cell(DEAD);
+}
+
+template <class Cell>
+Carried carry_and_cut(Cell* r, size_t width, int32_t gap, int32_t low)
 {
   Carried c{DEAD, DEAD, width, 0};
   for (size_t j = 0; j < width; ++j) {
-    const int32_t v = std::max(r[j], c.carry);
+    const int32_t v = std::max<int32_t>(r[j], c.carry);
     c.carry = v + gap;
-    r[j] = v > low ? v : DEAD;
+    r[j] = v > low ? static_cast<Cell>(v) : dead_cell<Cell>();
     if (v > low) {
       c.a = std::min(c.a, j);
       c.e = j + 1;
+      c.top = std::max(c.top, v);
     }
-    c.top = std::max(c.top, r[j]);
   }
   return c;
 }
@@ -157,20 +165,6 @@ IN_LANES inline int32_t carry_cell16(__m512i carry)
   return cell_of16(static_cast<int16_t>(_mm_extract_epi16(_mm512_castsi512_si128(carry), 0)));
 }
 
-// carry_and_cut in lanes.
-IN_LANES Carried carry_and_cut_in_lanes(int16_t* r, size_t width, int32_t gap, int32_t low)
-{
-  const __m512i steps = gap_steps16(gap);
-  __m512i top = _mm512_set1_epi16(DEAD16), carry = top;
-  Carried c{DEAD, DEAD, width, 0};
-  for (size_t j = 0; j < width; j += 32)
-    carry_and_cut_block16(_mm512_mask_loadu_epi16(top, lanes_of(j, width), r + j), r, j, width, steps, gap, low,
-                          carry, top, c);
-  c.carry = carry_cell16(carry);
-  c.top = highest16(top);
-  return c;
-}
-
 // A residue step (residue_step) and the carry and cut of the new row in
 // one pass, by the same blocks: from the width cells of row to the
 // width + 1 cells of next.
@@ -276,25 +270,6 @@ IN_HALF_VECTORS inline int32_t highest_in_halves16(__m256i top)
   return highest_of_8(_mm_max_epi16(_mm256_castsi256_si128(top), _mm256_extracti128_si256(top, 1)));
 }
 
-// carry_and_cut in half vectors; r has room for a block past the row.
-IN_HALF_VECTORS Carried carry_and_cut_in_half_vectors(int16_t* r, size_t width, int32_t gap, int32_t low)
-{
-  const __m256i dead = _mm256_set1_epi16(DEAD16);
-  __m256i top = dead, carry = dead, x = dead;
-  Carried c{DEAD, DEAD, width, 0};
-  size_t n = 1;
-  // By blocks of the row's cells, the last one partly past the row.
-  for (size_t j = 0; j < width; j += 16) {
-    n = std::min<size_t>(width - j, 16);
-    const __m256i lanes = half_lanes_of(n);
-    const __m256i cells = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(r + j));
-    x = carry_and_cut_half_block16(_mm256_blendv_epi8(dead, cells, lanes), lanes, r, j, gap, low, carry, top, c);
-  }
-  c.carry = carry_past16(x, n - 1, gap);
-  c.top = highest_in_halves16(top);
-  return c;
-}
-
 // step_carry_and_cut_in_lanes in half vectors; row, next, u and v have room
 // for a block past the row.
 IN_HALF_VECTORS __attribute__((always_inline)) inline Carried step_carry_and_cut_in_half_vectors(
@@ -355,13 +330,6 @@ void make_room(std::vector<Cell>& cells, size_t size)
 {
   if (cells.size() < size)
     cells.resize(std::max(size, 2 * cells.size()));
-}
-
-// A cell no alignment reaches above the floor.
-template <class Cell>
-constexpr Cell dead_cell()
-{
-  return sizeof(Cell) == 2 ? Cell(INT16_MIN) : Cell(DEAD);
 }
 
 // Scores from -NARROW_HOLDS to NARROW_HOLDS fit cells of 16 bits with room
@@ -576,17 +544,10 @@ int32_t AlignmentBound::close_row(Rows<Cell>& rows, int32_t low)
   // through a cell at the floor or below it; as a cell there only passes on
   // less, the cells are cut to the floor after the pass. The living
   // stretch is [a, e).
+  // (Rows are closed only as a seed starts, with its one cell: cell by
+  // cell.)
   const int32_t gap = indel;
-  make_room(rows.row, rows.off + rows.width + PAST_ROW);
-  Cell* r = rows.row.data() + rows.off;
-  Carried c{};
-#ifdef CARRY_IN_LANES
-  if constexpr (sizeof(Cell) == 2)
-    c = row_lanes == 32 ? carry_and_cut_in_lanes(r, rows.width, gap, low)
-                        : carry_and_cut_in_half_vectors(r, rows.width, gap, low);
-#endif
-  if constexpr (sizeof(Cell) == 4)
-    c = carry_and_cut(r, rows.width, gap, low);
+  const Carried c = carry_and_cut(rows.row.data() + rows.off, rows.width, gap, low);
   return cut_to_living(rows, c, gap, low);
 }
 
