@@ -13,12 +13,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <new>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include <unistd.h>
 
@@ -79,6 +81,33 @@ TEST(ThreadPool, RethrowsATaskFailureToTheWaitingThread)
       for (int t = 0; t < 3; ++t)
         pool.submit([t](unsigned int) { if (t == 1) throw std::bad_alloc(); }, [&] { ++ended; });
       EXPECT_THROW(pool.help_until([&] { return ended == 3; }), std::bad_alloc) << threads << " threads";
+    }
+  }
+}
+
+// The data of the waiting caller goes with the exception: the tasks still
+// running when a failure is rethrown would use it after its end. So the
+// rethrow waits for every task to be over; those not yet started are only
+// ended, as the run ends anyway.
+TEST(ThreadPool, RethrowsAFailureOnlyOnceEveryTaskIsOver)
+{
+  for (unsigned int threads : {1u, 3u}) {
+    for (int round = 0; round < 20; ++round) {
+      std::atomic<int> ended{0}, ran{0};
+      ThreadPool pool(threads);
+      pool.submit([](unsigned int) { throw std::bad_alloc(); }, [&] { ++ended; });
+      for (int t = 0; t < 4; ++t)
+        pool.submit(
+            [&](unsigned int) {
+              std::this_thread::sleep_for(std::chrono::milliseconds(5));
+              ++ran;
+            },
+            [&] { ++ended; });
+      EXPECT_THROW(pool.help_until([&] { return ended >= 1; }), std::bad_alloc) << threads << " threads";
+      EXPECT_EQ(ended, 5) << threads << " threads";
+      if (threads == 1) {
+        EXPECT_EQ(ran, 0); // all queued behind the failure
+      }
     }
   }
 }

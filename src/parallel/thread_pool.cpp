@@ -1,5 +1,7 @@
 #include "parallel/thread_pool.h"
 
+thread_local unsigned int ThreadPool::running_here = 0;
+
 ThreadPool::ThreadPool(unsigned int threads)
 {
   for (unsigned int i = 1; i < threads; ++i)
@@ -33,9 +35,14 @@ bool ThreadPool::run_one(std::unique_lock<std::mutex>& lock, unsigned int thread
     return false;
   Queued queued = std::move(tasks.front());
   tasks.pop_front();
+  // After a failure the run ends: the tasks left are only ended.
+  const bool run = !failure;
+  ++running;
+  ++running_here;
   lock.unlock();
   try {
-    queued.task(thread);
+    if (run)
+      queued.task(thread);
   } catch (...) {
     lock.lock();
     if (!failure)
@@ -45,6 +52,8 @@ bool ThreadPool::run_one(std::unique_lock<std::mutex>& lock, unsigned int thread
   if (queued.ended)
     queued.ended();
   lock.lock();
+  --running;
+  --running_here;
   task_finished.notify_all();
   return true;
 }

@@ -32,8 +32,9 @@ class ThreadPool {
   // Runs queued tasks on the calling thread until done() holds; done() is
   // called under the pool's lock and must only read what tasks publish when
   // they end, also when they end by an exception. Then rethrows the first
-  // exception a task threw (out of memory), so that nothing is left running
-  // on the caller's data.
+  // exception a task threw (out of memory). Before that it waits for every
+  // task to be over, as the caller's data that they use goes with the
+  // exception; tasks still queued then are not run, only ended.
   template <typename Done>
   void help_until(Done done)
   {
@@ -41,8 +42,12 @@ class ThreadPool {
     while (!done())
       if (!run_one(lock, 0))
         task_finished.wait(lock);
-    if (failure)
-      std::rethrow_exception(failure);
+    if (!failure)
+      return;
+    while (!tasks.empty() || running > running_here)
+      if (!run_one(lock, 0))
+        task_finished.wait(lock);
+    std::rethrow_exception(failure);
   }
 
  private:
@@ -59,6 +64,10 @@ class ThreadPool {
   std::deque<Queued> tasks;
   std::vector<std::thread> workers;
   std::exception_ptr failure;
+  // The tasks being run, and those of them that the calling thread runs
+  // while it waits (a task that waits for others).
+  unsigned int running = 0;
+  static thread_local unsigned int running_here;
   bool stopping = false;
 };
 
