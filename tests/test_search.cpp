@@ -3,12 +3,15 @@
 
 #include "search/record_search.h"
 #include "search/speedups/period_runs.h"
+#include "search/unit_walk.h"
 #include "settings/settings.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <tuple>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -337,6 +340,64 @@ TEST(LookAheadMemo, FindsOnlyThePointItKept)
   EXPECT_EQ(found, 0u);
   memo.start();
   EXPECT_FALSE(memo.find(text.data() + 5, 7, 2, gain));
+}
+
+// The exact phase by blocks of 16 residues stops where the one that walks
+// residue by residue stops, with the same score, N's and unit character,
+// each way: across the unit's wrap, at N runs passed or too long, and with
+// fewer than 16 residues left before the bound.
+TEST(ExactPhase, InBlocksStopsWhereResidueByResidueDoes)
+{
+  uint64_t state = 5;
+  auto next = [&state] {
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    return static_cast<uint32_t>(state >> 33);
+  };
+  auto base = [&] { return "ACGT"[next() % 4]; };
+  UnitInBlocks blocks;
+  for (int trial = 0; trial < 3000; ++trial) {
+    const uint32_t L = 1 + next() % 90;
+    std::string unit;
+    for (uint32_t i = 0; i < L; ++i)
+      unit += base();
+    // The unit repeated, with substitutions at a per cent of up to 20 and
+    // a few N runs.
+    const uint32_t substitutions = next() % 21;
+    std::string text;
+    const size_t length = 1 + next() % 400;
+    for (size_t i = 0; text.size() < length; ++i) {
+      const uint32_t dice = next() % 1000;
+      if (dice < 10)
+        text += std::string(1 + next() % 4, 'N');
+      else
+        text += dice < 10 + 10 * substitutions ? base() : unit[i % L];
+    }
+    const char* ub = unit.data();
+    const char* ue = ub + L;
+    blocks.lay_out(ub, L);
+    const uint32_t allowed_Ns = next() % 4;
+    const bool pass_Ns = next() % 4 != 0;
+    const size_t from = next() % text.size();
+    const char* const phase = ub + next() % L;
+    auto compare = [&](auto dir, const char* bound) {
+      constexpr int Dir = decltype(dir)::value;
+      const char *c1 = text.data() + from, *c2 = c1, *u1 = phase, *u2 = phase;
+      int32_t score1 = 3, score2 = 3;
+      uint32_t Ns1 = 1, Ns2 = 1;
+      const bool stopped1 = exact_phase<Dir>(c1, u1, ub, ue, bound, score1, Ns1, allowed_Ns, pass_Ns);
+      const bool stopped2 = exact_phase_in_blocks<Dir>(c2, u2, ub, ue, blocks, bound, score2, Ns2, allowed_Ns, pass_Ns);
+      EXPECT_EQ(std::make_tuple(stopped2, c2 - text.data(), u2 - ub, score2, Ns2),
+                std::make_tuple(stopped1, c1 - text.data(), u1 - ub, score1, Ns1))
+          << "trial " << trial << " direction " << Dir << " unit length " << L;
+    };
+    const char* const near = text.data() + from + next() % 40;
+    compare(std::integral_constant<int, 1>{}, text.data() + text.size());
+    compare(std::integral_constant<int, 1>{}, std::min<const char*>(near, text.data() + text.size()));
+    compare(std::integral_constant<int, -1>{}, text.data() - 1);
+    compare(std::integral_constant<int, -1>{}, text.data() + from - std::min<size_t>(from + 1, next() % 40));
+    if (HasFailure())
+      return;
+  }
 }
 
 TEST(RemoveHidden, KeepsTheHigherScoreOfMostlyOverlappingRepeats)

@@ -17,6 +17,7 @@ struct LookAhead {
   const char* bound;
   LookAheadMemo& memo; // gains of points kept for the extension
   int64_t worst_edit; // the costlier edit's score
+  const UnitInBlocks& unit; // laid out for its exact phases
 
   // The best score reachable from cursor c (unit character u aligned with
   // it) with at most max_depth - depth further edits. Inlined into its
@@ -28,7 +29,7 @@ struct LookAhead {
     // Exact phase: consumes matches and passable N runs; stops at a differing
     // residue, at the bound or at an N run that is too long.
     uint32_t Ns_passed = 0; // the look-ahead does not count them
-    if (!exact_phase<Dir>(c, u, ub, ue, bound, sc, Ns_passed, g.allowed_Ns, g.pass_Ns))
+    if (!exact_phase_in_blocks<Dir>(c, u, ub, ue, unit, bound, sc, Ns_passed, g.allowed_Ns, g.pass_Ns))
       return sc;
     if (depth == g.max_depth)
       return sc;
@@ -98,16 +99,18 @@ void Extension<Dir>::make(const char* c, char kind)
 }
 
 template <int Dir>
-void Extension<Dir>::run(const char* bound, PathFollower<Dir>* follower, LookAheadMemo& memo)
+void Extension<Dir>::run(const char* bound, PathFollower<Dir>* follower, LookAheadMemo& memo, UnitInBlocks& unit)
 {
   memo.start();
-  const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound, memo, std::min(g.mismatch, g.indel)};
+  unit.lay_out(ub, unit_length);
+  const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound, memo, std::min(g.mismatch, g.indel), unit};
   for (;;) {
     // The exact phase: consumes matches and passable N runs; stops at a
     // differing residue, at the bound or at an N run that is too long.
     const char* c = cursor();
     const char* const from = c;
-    const bool differs = exact_phase<Dir>(c, phase, ub, ue, bound, sat.score, sat.num_Ns, g.allowed_Ns, g.pass_Ns);
+    const bool differs =
+        exact_phase_in_blocks<Dir>(c, phase, ub, ue, unit, bound, sat.score, sat.num_Ns, g.allowed_Ns, g.pass_Ns);
     if (c != from) {
       move_end(c);
       best_is_current = false;
@@ -168,18 +171,18 @@ void Extension<Dir>::run(const char* bound, PathFollower<Dir>* follower, LookAhe
 namespace {
 
 template <int Dir>
-void extend(Repeat& sat, const char* bound, const Scoring& g, WalkedPaths& walked, LookAheadMemo& memo,
+void extend(Repeat& sat, const char* bound, const Scoring& g, WalkedPaths& walked, SearchScratch& scratch,
             EditsByReference* by_reference)
 {
   Extension<Dir> extension(sat, g, by_reference);
   // Walked paths need the prune bound to be the fixed floor, that is the
   // score reduction unlimited.
   if (g.reduction_limited) {
-    extension.run(bound, nullptr, memo);
+    extension.run(bound, nullptr, scratch.look_ahead, scratch.unit);
     return;
   }
   PathFollower<Dir> follower(extension, walked, extension.listing ? by_reference : nullptr);
-  extension.run(bound, &follower, memo);
+  extension.run(bound, &follower, scratch.look_ahead, scratch.unit);
   follower.finish();
 }
 
@@ -189,12 +192,12 @@ void RecordSearch::extend_imperfect_forward(Repeat& sat, const char* bound, Sear
                                             EditsByReference* by_reference) const
 {
   extend<1>(sat, bound, scoring, scratch.walked(1, walks_of_pass(search_id, sat.unit_length()), seq.residues.data()),
-            scratch.look_ahead, by_reference);
+            scratch, by_reference);
 }
 
 void RecordSearch::extend_imperfect_backward(Repeat& sat, const char* bound, SearchScratch& scratch,
                                              EditsByReference* by_reference) const
 {
   extend<-1>(sat, bound, scoring, scratch.walked(-1, walks_of_pass(search_id, sat.unit_length()), seq.residues.data()),
-             scratch.look_ahead, by_reference);
+             scratch, by_reference);
 }

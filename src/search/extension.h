@@ -85,7 +85,8 @@ class Extension {
 
   // Extends the record up to bound; follower, if any, may make the edits
   // of an earlier walk instead of looking ahead.
-  void run(const char* bound, PathFollower<Dir>* follower, LookAheadMemo& memo);
+  // memo and unit are the room of the look-ahead.
+  void run(const char* bound, PathFollower<Dir>* follower, LookAheadMemo& memo, UnitInBlocks& unit);
 
   // The next residue to examine, and the record's moving end for it.
   const char* cursor() const { return Dir > 0 ? sat.sat_end : sat.sat_begin - 1; }

@@ -4,6 +4,7 @@
 #include "report/repeat.h"
 #include "search/speedups/look_ahead_memo.h"
 #include "search/speedups/walked_paths.h"
+#include "search/unit_walk.h"
 #include "sequence/fasta_record.h"
 #include "settings/settings.h"
 
@@ -107,10 +108,12 @@ inline uint64_t walks_of_pass(uint64_t search_id, uint32_t unit_length)
 }
 
 // What one thread keeps from one extension to the next within a pass: the
-// walked paths of each direction.
+// walked paths of each direction; and the room of one extension: its
+// look-ahead's memo and its unit laid out in blocks.
 struct SearchScratch {
   WalkedPaths forward, backward;
   LookAheadMemo look_ahead;
+  UnitInBlocks unit;
 
   WalkedPaths& walked(int dir, uint64_t walks, const char* origin)
   {

@@ -4,6 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <vector>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 // Walking residues against the endless repetition of a unit, in either
 // direction: a cursor points at the next residue to compare (forward: the
@@ -72,6 +76,85 @@ __attribute__((always_inline)) inline bool exact_phase(const char*& c, const cha
       return true;
     }
   }
+}
+
+// A unit of at least 16 characters laid out for comparing 16 residues at
+// once: at(k) is the unit character of position k mod L, for k in
+// [-16, L + 16). Shorter units, which a block would wrap around more than
+// once, are compared residue by residue (L is 0).
+class UnitInBlocks {
+ public:
+  void lay_out(const char* ub, uint32_t length)
+  {
+    L = length >= 16 ? length : 0;
+    if (L == 0)
+      return;
+    laid.resize(L + 32);
+    std::memcpy(laid.data(), ub + L - 16, 16);
+    std::memcpy(laid.data() + 16, ub, L);
+    std::memcpy(laid.data() + 16 + L, ub, 16);
+  }
+  const char* at(int64_t k) const { return laid.data() + 16 + k; }
+  uint32_t L = 0;
+
+ private:
+  std::vector<char> laid;
+};
+
+// exact_phase by blocks of 16 residues, where the unit [ub, ue) is laid out
+// in blocks and that many residues lie before the bound; else, and from an
+// N on, as exact_phase. (Measured with units up to 200 on a 200-kb array of
+// a diverged 64-mer, whose accepted seeds' extensions walk the rest of the
+// array: 0.91-0.95x as long.)
+template <int Dir>
+__attribute__((always_inline)) inline bool exact_phase_in_blocks(const char*& c, const char*& u, const char* ub,
+                                                                 const char* ue, const UnitInBlocks& blocks,
+                                                                 const char* bound, int32_t& score, uint32_t& Ns,
+                                                                 uint32_t allowed_Ns, bool pass_Ns)
+{
+#if defined(__SSE2__)
+  const int64_t L = blocks.L;
+  if (L == 0)
+    return exact_phase<Dir>(c, u, ub, ue, bound, score, Ns, allowed_Ns, pass_Ns);
+  int64_t j = u - ub;
+  for (;;) {
+    if ((bound - c) * Dir < 16) {
+      u = ub + j;
+      return exact_phase<Dir>(c, u, ub, ue, bound, score, Ns, allowed_Ns, pass_Ns);
+    }
+    // The residues c .. c + 15 forward, c - 15 .. c backward, against the
+    // unit characters in phase with them.
+    const __m128i r = _mm_loadu_si128(reinterpret_cast<const __m128i*>(Dir > 0 ? c : c - 15));
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(blocks.at(Dir > 0 ? j : j - 15)));
+    const unsigned differ = ~static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(r, v))) & 0xffff;
+    // The residues that match before the first that differs, in walk order.
+    const int m = differ == 0 ? 16 : Dir > 0 ? __builtin_ctz(differ) : __builtin_clz(differ) - 16;
+    c += m * Dir;
+    score += m;
+    j += m * Dir;
+    if (j >= L)
+      j -= L;
+    else if (j < 0)
+      j += L;
+    if (differ == 0)
+      continue;
+    if (*c != 'N' || !pass_Ns) {
+      u = ub + j;
+      return true;
+    }
+    const uint32_t run = N_run<Dir>(c, bound);
+    if (run > allowed_Ns) {
+      u = ub + j;
+      return false;
+    }
+    Ns += run;
+    c += Dir * static_cast<int64_t>(run);
+    j = (j + Dir * static_cast<int64_t>(run % L) + L) % L;
+  }
+#else
+  (void)blocks;
+  return exact_phase<Dir>(c, u, ub, ue, bound, score, Ns, allowed_Ns, pass_Ns);
+#endif
 }
 
 #endif
