@@ -5,6 +5,7 @@
 #include "search/speedups/period_runs.h"
 #include "search/unit_walk.h"
 #include "settings/settings.h"
+#include "test_random.h"
 
 #include <gtest/gtest.h>
 
@@ -229,12 +230,9 @@ INSTANTIATE_TEST_SUITE_P(WorkedSequences, ImperfectExtension, ::testing::ValuesI
 // scores, depths and ties drawn at random (where the prune bound cuts often).
 TEST(ImperfectExtension, FollowsThePlainRules)
 {
-  uint64_t state = 11;
-  auto next = [&state] {
-    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    return static_cast<uint32_t>(state >> 33);
-  };
-  auto base = [&] { return "ACGT"[next() % 4]; };
+  TestRandom random{11};
+  auto next = [&random] { return random.next(); };
+  auto base = [&random] { return random.base(); };
   // A unit repeated to a length, with substitutions at the given per cent
   // and one per cent each of insertions and deletions.
   auto array = [&](const std::string& unit, size_t length, uint32_t substitutions) {
@@ -348,12 +346,9 @@ TEST(LookAheadMemo, FindsOnlyThePointItKept)
 // fewer than 16 residues left before the bound.
 TEST(ExactPhase, InBlocksStopsWhereResidueByResidueDoes)
 {
-  uint64_t state = 5;
-  auto next = [&state] {
-    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    return static_cast<uint32_t>(state >> 33);
-  };
-  auto base = [&] { return "ACGT"[next() % 4]; };
+  TestRandom random{5};
+  auto next = [&random] { return random.next(); };
+  auto base = [&random] { return random.base(); };
   UnitInBlocks blocks;
   for (int trial = 0; trial < 3000; ++trial) {
     const uint32_t L = 1 + next() % 90;
@@ -447,11 +442,8 @@ TEST(RemoveHidden, KeepsTheHigherScoreOfMostlyOverlappingRepeats)
 // period 1 to 12, for short and long minimum runs.
 TEST(PeriodRuns, AreTheMaximalRunsOfAgreeingPositions)
 {
-  uint64_t state = 7;
-  auto next = [&state] {
-    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    return static_cast<uint32_t>(state >> 33);
-  };
+  TestRandom random{7};
+  auto next = [&random] { return random.next(); };
   // The last length holds one N only, a few positions before the scan's
   // batch of 4096 positions begins.
   for (size_t length : {1u, 63u, 64u, 65u, 700u, 5000u, 4300u}) {

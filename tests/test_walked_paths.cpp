@@ -13,6 +13,7 @@
 #include "search/speedups/seed_filter.h"
 #include "search/speedups/self_alignment_bound.h"
 #include "settings/settings.h"
+#include "test_random.h"
 
 #include <gtest/gtest.h>
 
@@ -30,12 +31,9 @@ namespace {
 // seventh residue a G over (AC)n, between random flanks.
 std::string array(bool attcc, size_t length)
 {
-  uint64_t state = 42;
-  auto next = [&state] {
-    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    return static_cast<uint32_t>(state >> 33);
-  };
-  auto base = [&] { return "ACGT"[next() % 4]; };
+  TestRandom random{42};
+  auto next = [&random] { return random.next(); };
+  auto base = [&random] { return random.base(); };
   std::string s;
   for (int i = 0; i < 300; ++i)
     s += base();
@@ -303,11 +301,9 @@ std::string residues_of(const std::string& name)
 // substitutions and 2% indels, between random flanks of 200.
 std::string minisatellite(size_t unit_length, size_t length, uint64_t state)
 {
-  auto next = [&state] {
-    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    return static_cast<uint32_t>(state >> 33);
-  };
-  auto base = [&] { return "ACGT"[next() % 4]; };
+  TestRandom random{state};
+  auto next = [&random] { return random.next(); };
+  auto base = [&random] { return random.base(); };
   std::string unit, s;
   while (unit.size() < unit_length)
     unit += base();
