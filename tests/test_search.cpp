@@ -355,17 +355,18 @@ TEST(ExactPhase, InBlocksStopsWhereResidueByResidueDoes)
     std::string unit;
     for (uint32_t i = 0; i < L; ++i)
       unit += base();
-    // The unit repeated, with substitutions at a per cent of up to 20 and
-    // a few N runs.
-    const uint32_t substitutions = next() % 21;
+    // The unit repeated, with substitutions at a per cent of up to 20 (none
+    // in a third of the trials) and N runs at 1 or 6 per cent of the places.
+    const uint32_t substitutions = next() % 3 == 0 ? 0 : next() % 21;
+    const uint32_t N_runs = next() % 2 == 0 ? 10 : 60;
     std::string text;
     const size_t length = 1 + next() % 400;
     for (size_t i = 0; text.size() < length; ++i) {
       const uint32_t dice = next() % 1000;
-      if (dice < 10)
+      if (dice < N_runs)
         text += std::string(1 + next() % 4, 'N');
       else
-        text += dice < 10 + 10 * substitutions ? base() : unit[i % L];
+        text += dice < N_runs + 10 * substitutions ? base() : unit[i % L];
     }
     const char* ub = unit.data();
     const char* ue = ub + L;
