@@ -19,6 +19,7 @@
 #include <new>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -109,6 +110,27 @@ TEST(ThreadPool, RethrowsAFailureOnlyOnceEveryTaskIsOver)
         EXPECT_EQ(ran, 0); // all queued behind the failure
       }
     }
+  }
+}
+
+// A group's tasks use their caller's data: when the caller leaves by an
+// exception of its own, the group still waits for them to be over.
+TEST(TaskGroup, WaitsForItsTasksWhenTheCallerLeavesByAnException)
+{
+  for (unsigned int threads : {1u, 3u}) {
+    std::atomic<int> ran{0};
+    ThreadPool pool(threads);
+    try {
+      TaskGroup tasks(pool);
+      for (int t = 0; t < 4; ++t)
+        tasks.submit([&](unsigned int) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(5));
+          ++ran;
+        });
+      throw std::runtime_error("the caller's own");
+    } catch (const std::runtime_error&) {
+    }
+    EXPECT_EQ(ran, 4) << threads << " threads";
   }
 }
 

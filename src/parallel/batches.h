@@ -3,8 +3,8 @@
 
 #include "parallel/thread_pool.h"
 
-#include <atomic>
 #include <cstddef>
+#include <optional>
 #include <utility>
 
 // Hands tasks to the pool as they come, with a bounded number waiting for a
@@ -12,30 +12,35 @@
 // thread (thread 0). Each task must only touch what is its own.
 class Batches {
  public:
-  explicit Batches(ThreadPool* pool) : pool(pool && pool->size() > 1 ? pool : nullptr) {}
+  explicit Batches(ThreadPool* pool)
+  {
+    if (pool && pool->size() > 1) {
+      tasks.emplace(*pool);
+      this->pool = pool;
+    }
+  }
 
   void run(ThreadPool::Task task)
   {
-    if (!pool) {
+    if (!tasks) {
       task(0);
       return;
     }
-    ++outstanding;
-    pool->submit(std::move(task), [this] { --outstanding; });
+    tasks->submit(std::move(task));
     const size_t limit = 4 * pool->size();
-    pool->help_until([&] { return outstanding <= limit; });
+    pool->help_until([&] { return tasks->left() <= limit; });
   }
 
   // Waits until every task has run.
   void finish()
   {
-    if (pool)
-      pool->help_until([&] { return outstanding == 0; });
+    if (tasks)
+      tasks->wait();
   }
 
  private:
-  ThreadPool* const pool;
-  std::atomic<size_t> outstanding{0};
+  ThreadPool* pool = nullptr;
+  std::optional<TaskGroup> tasks;
 };
 
 #endif

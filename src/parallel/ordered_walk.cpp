@@ -109,7 +109,7 @@ void OrderedWalk::run(size_t alone, const std::vector<size_t>& ends)
     chunks[i].begin = i == 0 ? alone : ends[i - 1];
     chunks[i].end = ends[i];
   }
-  std::atomic<size_t> outstanding{0};
+  TaskGroup tasks(pool);
   size_t submitted = 0;
   const size_t ahead = 2 * threads;
   auto submit_up_to = [&](size_t limit) {
@@ -120,17 +120,14 @@ void OrderedWalk::run(size_t alone, const std::vector<size_t>& ends)
       if (pass.marks.deferred_within(static_cast<ptrdiff_t>(next.begin) - 1,
                                      static_cast<ptrdiff_t>(next.end + u) + 1))
         continue;
-      ++outstanding;
-      pool.submit(
-          [this, &chunk = chunks[submitted]](unsigned int thread) {
-            int free_state = 0;
-            if (chunk.state.compare_exchange_strong(free_state, 1)) {
-              // Outcomes left untried by an exception are computed in order.
-              auto ready = at_end([&] { chunk.state = 2; });
-              speculate(chunk, thread);
-            }
-          },
-          [&outstanding] { --outstanding; });
+      tasks.submit([this, &chunk = chunks[submitted]](unsigned int thread) {
+        int free_state = 0;
+        if (chunk.state.compare_exchange_strong(free_state, 1)) {
+          // Outcomes left untried by an exception are computed in order.
+          auto ready = at_end([&] { chunk.state = 2; });
+          speculate(chunk, thread);
+        }
+      });
     }
   };
   submit_up_to(ahead);
@@ -153,7 +150,7 @@ void OrderedWalk::run(size_t alone, const std::vector<size_t>& ends)
     }
     submit_up_to(i + 1 + ahead);
   }
-  pool.help_until([&] { return outstanding == 0; });
+  tasks.wait();
 }
 
 // A worker's walk over a chunk, ahead of the ordered walk: the same seed

@@ -1,6 +1,7 @@
 #ifndef PARALLEL_THREAD_POOL_H
 #define PARALLEL_THREAD_POOL_H
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <exception>
@@ -69,6 +70,49 @@ class ThreadPool {
   unsigned int running = 0;
   static thread_local unsigned int running_here;
   bool stopping = false;
+};
+
+// Tasks that use their caller's data: the group waits for them to be over
+// before that data goes, also when the caller leaves by an exception (its
+// own, or one of theirs). Declared after the data they use.
+class TaskGroup {
+ public:
+  explicit TaskGroup(ThreadPool& pool) : pool(pool) {}
+  ~TaskGroup()
+  {
+    try {
+      wait();
+    } catch (...) {
+      // a task's failure: the caller is leaving already, or learnt it
+    }
+  }
+  TaskGroup(const TaskGroup&) = delete;
+  TaskGroup& operator=(const TaskGroup&) = delete;
+
+  // As ThreadPool::submit.
+  void submit(ThreadPool::Task task, std::function<void()> ended = {})
+  {
+    ++outstanding;
+    try {
+      pool.submit(std::move(task), [this, ended = std::move(ended)] {
+        if (ended)
+          ended();
+        --outstanding;
+      });
+    } catch (...) {
+      --outstanding;
+      throw;
+    }
+  }
+  // The tasks not yet over.
+  size_t left() const { return outstanding; }
+  // Runs queued tasks until those of the group are over, then rethrows a
+  // task's failure, as ThreadPool::help_until.
+  void wait() { pool.help_until([this] { return outstanding == 0; }); }
+
+ private:
+  ThreadPool& pool;
+  std::atomic<size_t> outstanding{0};
 };
 
 // Runs an action when a task ends, also by an exception, so that whoever

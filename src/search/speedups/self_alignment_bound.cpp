@@ -3,7 +3,6 @@
 #include "parallel/thread_pool.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <type_traits>
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
@@ -303,10 +302,10 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
     return;
   }
   std::vector<Ranges> found(starts.size());
-  std::atomic<size_t> outstanding{starts.size()};
+  TaskGroup tasks(*workers);
   for (size_t i = 0; i < starts.size(); ++i)
-    workers->submit([&, i](unsigned int thread) { found[i] = one(i, thread); }, [&] { --outstanding; });
-  workers->help_until([&] { return outstanding == 0; });
+    tasks.submit([&, i](unsigned int thread) { found[i] = one(i, thread); });
+  tasks.wait();
   for (Ranges& ranges : found)
     join(ranges);
 }
