@@ -89,16 +89,11 @@ class TaskGroup {
   TaskGroup(const TaskGroup&) = delete;
   TaskGroup& operator=(const TaskGroup&) = delete;
 
-  // As ThreadPool::submit.
-  void submit(ThreadPool::Task task, std::function<void()> ended = {})
+  void submit(ThreadPool::Task task)
   {
     ++outstanding;
     try {
-      pool.submit(std::move(task), [this, ended = std::move(ended)] {
-        if (ended)
-          ended();
-        --outstanding;
-      });
+      pool.submit(std::move(task), [this] { --outstanding; });
     } catch (...) {
       --outstanding;
       throw;
