@@ -649,6 +649,31 @@ TEST(AlignmentBound, TurnsAwayOnlyRunsWhoseEverySeedFallsShort)
   EXPECT_GT(random_turned_away * 10, random_runs * 9);
 }
 
+// Gains known from elsewhere are taken as given: a bound on the forward
+// gain lets the backward way alone turn a run away, and a bound on the
+// backward gain turns it away once the forward way falls short by more.
+// Two copies of a unit of 100 between random flanks, threshold 100: the
+// seeds of the first copy reach it forward, those of the second backward.
+TEST(AlignmentBound, TakesTheGainsItIsGivenAsBounds)
+{
+  const Settings settings;
+  const SearchSetup setup(settings);
+  const std::string flanks = minisatellite(100, 0, 11), unit = minisatellite(100, 0, 12).substr(0, 100);
+  const std::string text = flanks.substr(0, 300) + unit + unit + flanks.substr(300, 300);
+  const char* s = text.data();
+  AlignmentBound bound(s, s + text.size(), setup.scoring);
+  const GainBounds none, no_forward{0, GainBounds::UNBOUNDED}, no_backward{GainBounds::UNBOUNDED, 0};
+  for (const size_t b0 : {size_t(300), size_t(400)}) {
+    const bool first_copy = b0 == 300;
+    EXPECT_FALSE(bound.stretch_falls_short(s + b0, 1, 100, 100, none)) << b0;
+    EXPECT_FALSE(bound.falls_short(s + b0, 100, 100, none)) << b0;
+    EXPECT_EQ(bound.stretch_falls_short(s + b0, 1, 100, 100, no_forward), first_copy) << b0;
+    EXPECT_EQ(bound.falls_short(s + b0, 100, 100, no_forward), first_copy) << b0;
+    EXPECT_EQ(bound.stretch_falls_short(s + b0, 1, 100, 100, no_backward), !first_copy) << b0;
+    EXPECT_EQ(bound.falls_short(s + b0, 100, 100, no_backward), !first_copy) << b0;
+  }
+}
+
 // The filter of long units tries runs of seeds, and the halves of runs
 // that may reach the threshold: a seed it turns away extends to a score
 // below the threshold, in random sequence, minisatellite arrays and real
@@ -663,16 +688,23 @@ TEST(SeedFilter, TurnsAwayOnlySeedsOfLongUnitsThatFallShort)
     for (uint32_t u : {16u, 23u, 47u, 64u, 100u}) {
       for (int32_t min_score : {static_cast<int32_t>(u), static_cast<int32_t>(u / 2)}) {
         SeedFilter in_order(s, end, u, min_score, setup.scoring), jumping(s, end, u, min_score, setup.scoring);
+        // One more in order that the record's alignment with itself
+        // bounds, and tells what its seeds gain.
+        std::vector<int32_t> min_scores(u + 1, min_score);
+        const SelfAlignmentBound copies(s, end, setup.scoring, min_scores.data(), u, u);
+        ASSERT_TRUE(copies.bounds(u));
+        SeedFilter bounded(s, end, u, min_score, setup.scoring, &copies);
         for (size_t b = 0; b + u < text.size(); ++b) {
           if (text.find('N', b) < b + u)
             continue;
           // The jumping filter meets the seeds of each stretch of 40 from
           // its end backward.
           const size_t j = std::min(b / 40 * 40 + 39 - b % 40, text.size() - u - 1);
-          for (size_t seed : {b, j}) {
+          for (int way = 0; way < 3; ++way) {
+            const size_t seed = way == 1 ? j : b;
             if (text.find('N', seed) < seed + u)
               continue;
-            if (!(seed == b ? in_order : jumping).falls_short(s + seed))
+            if (!(way == 0 ? in_order : way == 1 ? jumping : bounded).falls_short(s + seed))
               continue;
             ++turned_away;
             Repeat sat;
@@ -863,6 +895,55 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
   }
 }
 
+
+// What the bound says the seeds gain at most, one by one and by runs, is
+// at least what each seed's extension gains each way, as far as the
+// threshold, and the same with threads sharing the stretches; in random
+// sequence it bounds the forward gain of most seeds below the threshold.
+TEST(SelfAlignmentBound, MostGainedIsAtLeastWhatEachSeedGains)
+{
+  const Settings settings;
+  const SearchSetup setup(settings);
+  size_t random_seeds = 0, random_bounded = 0;
+  ThreadPool pool(3);
+  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch& c,
+                                 AlignmentBound&) {
+    std::vector<int32_t> min_score(65);
+    for (uint32_t u = 0; u <= 64; ++u)
+      min_score[u] = static_cast<int32_t>(std::max(u, 6u));
+    const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), 12, 64, nullptr, 100);
+    const SelfAlignmentBound shared(s, end, setup.scoring, min_score.data(), 12, 64, &pool, 100);
+    for (uint32_t u : {12u, 16u, 31u, 47u, 64u}) {
+      const int64_t S = min_score[u];
+      for (size_t b = t % 3; b + u < text.size(); b += 3) {
+        // The seed alone, and a run of 8 or 24 seeds around it.
+        const size_t k = 8 + 16 * (b % 2), b0 = b - std::min(b, k / 2);
+        const GainBounds one = bound.most_gained(b, 1, u), run = bound.most_gained(b0, std::min(k, text.size() - u - b0), u);
+        const GainBounds one_shared = shared.most_gained(b, 1, u);
+        ASSERT_EQ(one.forward, one_shared.forward) << "text " << t << " unit " << u << " seed " << b;
+        ASSERT_EQ(one.backward, one_shared.backward) << "text " << t << " unit " << u << " seed " << b;
+        if (t == 0) {
+          ++random_seeds;
+          random_bounded += one.forward < S;
+        }
+        if (text.find('N', b) < b + u)
+          continue;
+        Repeat sat;
+        sat.init(s + b, s + b + u);
+        c.extend_imperfect_forward(sat, end, c.scratch[0]);
+        const int64_t f = sat.score;
+        c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+        for (const GainBounds& most : {one, run}) {
+          ASSERT_GE(most.forward, std::min(f, S)) << "text " << t << " unit " << u << " seed " << b;
+          if (f < S) {
+            ASSERT_GE(most.backward, std::min(sat.score - f, S - f)) << "text " << t << " unit " << u << " seed " << b;
+          }
+        }
+      }
+    }
+  });
+  EXPECT_GT(random_bounded * 10, random_seeds * 9);
+}
 
 // The chunks of a pass walked with workers cover its seeds after the first
 // ones, each once and in order, none longer than the size; where only some

@@ -168,7 +168,7 @@ void OrderedWalk::speculate(Chunk& chunk, unsigned int thread)
     return pass.marks.as_set(lo, hi);
   };
   Ahead ahead(lo, hi, copy_marks(),
-              SeedFilter(s, s + n, static_cast<uint32_t>(u), pass.min_score, pass.search.scoring, pass.may_reach),
+              SeedFilter(s, s + n, static_cast<uint32_t>(u), pass.min_score, pass.search.scoring, pass.copies),
               pass.search.scratch[thread]);
   SearchMarks& local = ahead.local;
   chunk.outcome.assign(chunk.end - chunk.begin, SeedsAhead::UNTRIED);

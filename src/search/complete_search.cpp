@@ -59,12 +59,13 @@ bool extend_seed(const RecordSearch& search, SearchScratch& scratch, Repeat& sat
 }
 
 SeedPass::SeedPass(RecordSearch& search, size_t u, SearchMarks& marks, std::list<Repeat*>& result,
-                   const std::vector<uint32_t>* may_reach)
+                   const SelfAlignmentBound* copies)
     : search(search), scratch(search.scratch[0]), u(u),
       marks(marks, search.scratch[0], walks_of_pass(search.search_id, static_cast<uint32_t>(u)), search.seq.residues.data()), result(result),
       s(search.seq.residues.data()), n(search.seq.residues.size()),
       min_score(search.thresholds.user().score[u]), min_length(search.thresholds.user().length[u]),
-      may_reach(may_reach), filter(s, s + n, static_cast<uint32_t>(u), min_score, search.scoring, may_reach)
+      copies(copies), may_reach(copies ? &copies->may_reach(static_cast<uint32_t>(u)) : nullptr),
+      filter(s, s + n, static_cast<uint32_t>(u), min_score, search.scoring, copies)
 {
 }
 
@@ -193,7 +194,7 @@ void RecordSearch::complete_imperfect_search()
                                                     thresholds.user().score, u, last_u, workers);
     }
     const bool bounded = copies && copies->bounds(u);
-    SeedPass(*this, u, marks, imperfect_sats.sats, bounded ? &copies->may_reach(u) : nullptr).run();
+    SeedPass(*this, u, marks, imperfect_sats.sats, bounded ? copies.get() : nullptr).run();
   }
   imperfect_sats.sats.sort(lessThan_sat);
 }

@@ -51,10 +51,10 @@ struct SeedsAhead {
 // an accepted repeat covers its residues in the marks before the next seed.
 class SeedPass {
  public:
-  // may_reach: the seeds that the record's alignment with itself lets
-  // through, if it bounds this unit length.
+  // copies: the record's alignment with itself, if it bounds this unit
+  // length; it lets only the seeds of may_reach through.
   SeedPass(RecordSearch& search, size_t u, SearchMarks& marks, std::list<Repeat*>& result,
-           const std::vector<uint32_t>* may_reach = nullptr);
+           const SelfAlignmentBound* copies = nullptr);
 
   void run();
 
@@ -76,6 +76,7 @@ class SeedPass {
   const char* const s;
   const size_t n;
   const int32_t min_score, min_length;
+  const SelfAlignmentBound* const copies;
   const std::vector<uint32_t>* const may_reach;
   SeedFilter filter;        // for the ordered walk
   ByReference by_reference; // of the ordered walk's extensions

@@ -668,25 +668,46 @@ int64_t AlignmentBound::stretch_best_score_in(Rows<Cell>& rows, const char* b0, 
   }
 }
 
-bool AlignmentBound::stretch_falls_short(const char* b0, uint32_t k, uint32_t u, int32_t min_score)
+namespace {
+
+// Going backward, an extension starts from the best score it reached
+// forward, below the threshold, and as the floor stays where it is, the
+// best score reached backward from a start is at least that from any lower
+// one. So where the forward gain is known to stay below the threshold, the
+// way backward from that bound may already fall short without the forward
+// one (quicker where the seeds' copies lie behind them); and once the
+// forward way is known, the backward gain may not make up for it.
+template <typename Forward, typename Backward>
+bool falls_short_both_ways(int32_t min_score, GainBounds most, Forward forward_best, Backward backward_best)
 {
-  const int64_t floor = -static_cast<int64_t>(u) - prefer_longer;
-  const int64_t forward = stretch_best_score<1>(b0, k, u, 0, floor, min_score);
+  if (most.forward < min_score && backward_best(static_cast<int32_t>(most.forward)) < min_score)
+    return true;
+  const int64_t forward = forward_best();
   if (forward >= min_score)
     return false;
-  return stretch_best_score<-1>(b0, k, u, static_cast<int32_t>(forward), floor, min_score) < min_score;
+  if (forward + most.backward < min_score)
+    return true;
+  return backward_best(static_cast<int32_t>(forward)) < min_score;
 }
 
-bool AlignmentBound::falls_short(const char* b, uint32_t u, int32_t min_score)
+} // namespace
+
+bool AlignmentBound::stretch_falls_short(const char* b0, uint32_t k, uint32_t u, int32_t min_score, GainBounds most)
+{
+  const int64_t floor = -static_cast<int64_t>(u) - prefer_longer;
+  return falls_short_both_ways(
+      min_score, most, [&] { return stretch_best_score<1>(b0, k, u, 0, floor, min_score); },
+      [&](int32_t start) { return stretch_best_score<-1>(b0, k, u, start, floor, min_score); });
+}
+
+bool AlignmentBound::falls_short(const char* b, uint32_t u, int32_t min_score, GainBounds most)
 {
   const int64_t floor = -static_cast<int64_t>(u) - prefer_longer;
   const char* ub = b;
   const char* ue = b + u;
-  const int64_t forward = best_score<1>(ue, ub, ub, ue, last, 0, floor, min_score);
-  if (forward >= min_score)
-    return false;
-  // Going backward, the extension starts from the score it reached forward.
-  return best_score<-1>(b - 1, ue - 1, ub, ue, first - 1, static_cast<int32_t>(forward), floor, min_score) < min_score;
+  return falls_short_both_ways(
+      min_score, most, [&] { return best_score<1>(ue, ub, ub, ue, last, 0, floor, min_score); },
+      [&](int32_t start) { return best_score<-1>(b - 1, ue - 1, ub, ue, first - 1, start, floor, min_score); });
 }
 
 // Tests call the bound of single seeds each way.

@@ -18,6 +18,15 @@
 // random sequence walks and looks ahead for a long time before it gives up;
 // the alignments that stay above the floor die out after a few dozen
 // residues there, and this test costs a small part of that walk.
+// What the extensions of some seeds gain at most each way, known from
+// elsewhere (SelfAlignmentBound::most_gained): forward, and backward from
+// any score below the threshold that they reached forward, each as far as
+// the threshold. Unbounded unless given.
+struct GainBounds {
+  static constexpr int64_t UNBOUNDED = INT32_MAX;
+  int64_t forward = UNBOUNDED, backward = UNBOUNDED;
+};
+
 class AlignmentBound {
  public:
   // most_lanes: where the processor has them, rows are made in vectors of
@@ -29,15 +38,17 @@ class AlignmentBound {
   // 16 bits; 0 for plain rows.
   int lanes() const { return row_lanes; }
 
-  // Whether the seed [b, b + u) is sure to reach a score below min_score.
-  bool falls_short(const char* b, uint32_t u, int32_t min_score);
+  // Whether the seed [b, b + u) is sure to reach a score below min_score;
+  // most: what its extension gains at most each way.
+  bool falls_short(const char* b, uint32_t u, int32_t min_score, GainBounds most = {});
 
   // Whether each of the seeds [b, b + u) with b in [b0, b0 + k) is sure to
   // reach a score below min_score; k <= u, and the last seed's unit ends
   // before the record's last residue. The alignments of the seeds compare
   // residues with residues of the record, shared by the seeds of a stretch:
-  // one table of cells serves them all.
-  bool stretch_falls_short(const char* b0, uint32_t k, uint32_t u, int32_t min_score);
+  // one table of cells serves them all. most: what the extension of each
+  // of them gains at most each way.
+  bool stretch_falls_short(const char* b0, uint32_t k, uint32_t u, int32_t min_score, GainBounds most = {});
 
   // The highest score of the alignments of the residues from cursor c on
   // (moving by Dir, up to bound) with the unit [ub, ue) repeated from unit

@@ -58,14 +58,15 @@ int64_t reach(int32_t c, unsigned k, int64_t h, int64_t H)
 } // namespace
 
 SeedFilter::SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score, const Scoring& g,
-                       const std::vector<uint32_t>* may_reach)
+                       const SelfAlignmentBound* copies)
     : first(first), last(last), u(u), min_score(min_score), c(std::min(-g.mismatch, -g.indel)),
       k(static_cast<unsigned>(std::clamp<int32_t>(c, 1, K_MAX))), floor(g.floor(u)), allowed_Ns(g.allowed_Ns),
       pass_Ns(g.pass_Ns),
       // Long enough to hold the whole reach for the seeds that read up to
       // four residues exactly and meet up to two words.
       length(static_cast<ptrdiff_t>(reach(c, k, u + g.prefer_longer + 4, 2) + 2)), after(WILD + 1),
-      before(WILD + 1), alignments(first, last, g), self_alignment(may_reach),
+      before(WILD + 1), alignments(first, last, g), copies(copies),
+      self_alignment(copies ? &copies->may_reach(u) : nullptr),
       // A quarter of a unit: the alignments of a seed in random sequence die
       // within a third of a unit or so; runs of half or all of a unit let
       // more seeds through one by one and are slower.
@@ -248,12 +249,14 @@ bool SeedFilter::falls_short(const char* b)
         verdict.at = at;
         const ptrdiff_t k = std::min(at + size, end0) - at;
         verdict.falls_short =
-            k > 0 && alignments.stretch_falls_short(first + at, static_cast<uint32_t>(k), u, min_score);
+            k > 0 && alignments.stretch_falls_short(first + at, static_cast<uint32_t>(k), u, min_score,
+                                                    most_gained(static_cast<size_t>(at), static_cast<size_t>(k)));
       }
       if (verdict.falls_short)
         return true;
       size = (size + 1) / 2;
     }
   }
-  return words_fall_short(b) || alignments.falls_short(b, u, min_score);
+  return words_fall_short(b) ||
+         alignments.falls_short(b, u, min_score, most_gained(static_cast<size_t>(b - first), 1));
 }

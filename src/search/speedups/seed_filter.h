@@ -19,10 +19,11 @@
 // thread; it is quickest when the seeds come in increasing order.
 class SeedFilter {
  public:
-  // may_reach, if given, holds the seeds that the record's alignment with
-  // itself lets through (SelfAlignmentBound::may_reach).
+  // copies, if given, is the record's alignment with itself, which bounds
+  // the seeds of unit length u: it lets only some through, and bounds what
+  // they gain.
   SeedFilter(const char* first, const char* last, uint32_t u, int32_t min_score, const Scoring& g,
-             const std::vector<uint32_t>* may_reach = nullptr);
+             const SelfAlignmentBound* copies = nullptr);
 
   // Whether the seed [b, b + u), which holds no N, is sure to extend to a
   // score below the threshold.
@@ -50,6 +51,8 @@ class SeedFilter {
     return stretch.data() + (from - lo);
   }
   void make_codes(ptrdiff_t from, ptrdiff_t to);
+  // What the seeds [b, b + k) gain at most, as their copies tell.
+  GainBounds most_gained(size_t b, size_t k) const { return copies ? copies->most_gained(b, k, u) : GainBounds{}; }
   void move_to(ptrdiff_t b);
   void make_unit_set(const char* ub);
   bool in_unit(uint32_t code) const { return unit_set[code >> 6] >> (code & 63) & 1; }
@@ -77,6 +80,7 @@ class SeedFilter {
   ptrdiff_t at = -1;
   std::vector<uint32_t> after, before;
   AlignmentBound alignments;
+  const SelfAlignmentBound* copies;
   SelfAlignmentBound::Reader self_alignment;
   // Seeds are first tried by runs of this many (0: one by one), then by
   // halves of runs that may reach the threshold, down to runs of MIN_RUN

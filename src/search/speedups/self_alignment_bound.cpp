@@ -290,6 +290,9 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
   std::vector<size_t> starts;
   for (size_t b0 = 0; b0 + u1 < n; b0 += each)
     starts.push_back(b0);
+  const size_t blocks = static_cast<size_t>((2 * static_cast<int64_t>(n) + u2) / TOPS_BLOCK + 1);
+  tops.forward.assign(blocks, 0);
+  tops.backward.assign(blocks, 0);
   // Each thread keeps the cells of its backward tables from one stretch to
   // the next.
   std::vector<std::vector<int16_t>> backward(workers ? workers->size() : 1);
@@ -301,17 +304,44 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
       join(one(i, 0));
     return;
   }
-  std::vector<Ranges> found(starts.size());
+  std::vector<Found> found(starts.size());
   TaskGroup tasks(*workers);
   for (size_t i = 0; i < starts.size(); ++i)
     tasks.submit([&, i](unsigned int thread) { found[i] = one(i, thread); });
   tasks.wait();
-  for (Ranges& ranges : found)
-    join(ranges);
+  for (const Found& stretch_found : found)
+    join(stretch_found);
 }
 
-void SelfAlignmentBound::join(const Ranges& ranges)
+GainBounds SelfAlignmentBound::most_gained(size_t b, size_t k, uint32_t u) const
 {
+  GainBounds most;
+  if (!bounds(u) || k == 0)
+    return most;
+  const size_t from = (2 * b + u) / TOPS_BLOCK, to = (2 * (b + k - 1) + u) / TOPS_BLOCK;
+  uint8_t forward = 0, backward = 0;
+  for (size_t i = from; i <= to && i < tops.forward.size(); ++i) {
+    forward = std::max(forward, tops.forward[i]);
+    backward = std::max(backward, tops.backward[i]);
+  }
+  // A cell is at least twice the gain, as far as the threshold.
+  if (forward != UNKNOWN_TOP)
+    most.forward = (forward * TOP_STEP + 1) / 2;
+  if (backward != UNKNOWN_TOP)
+    most.backward = (backward * TOP_STEP + 1) / 2;
+  return most;
+}
+
+void SelfAlignmentBound::join(const Found& found)
+{
+  // Stretches share the antidiagonals of the blocks at their ends.
+  for (size_t i = 0; i < found.tops.forward.size(); ++i) {
+    uint8_t& forward = tops.forward[found.tops.first + i];
+    uint8_t& backward = tops.backward[found.tops.first + i];
+    forward = std::max(forward, found.tops.forward[i]);
+    backward = std::max(backward, found.tops.backward[i]);
+  }
+  const Ranges& ranges = found.ranges;
   for (uint32_t u = u1; u <= u2; ++u) {
     std::vector<uint32_t>& all = reaching[u - u1];
     const std::vector<uint32_t>& more = ranges[u - u1];
@@ -456,8 +486,8 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
   }
 }
 
-SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band,
-                                                             std::vector<int16_t>& backward) const
+SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band,
+                                                            std::vector<int16_t>& backward) const
 {
   // The seed [b, b + u) starts the forward table at (b, b + u), on
   // antidiagonal t = 2b + u, and the backward one at (n - b - u, n - b), on
@@ -509,10 +539,12 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
   // A bit per unit length and seed that may reach the threshold.
   const size_t words = (seeds + 63) / 64, k = u2 - u1 + 1;
   std::vector<uint64_t> may(words * k);
+  std::vector<int16_t> forward_top(static_cast<size_t>(t_hi - t_lo + 1));
   run_table(1, b0, b1, u1, band, 2 * static_cast<size_t>(band.forward_cap), [&](int64_t t, const int16_t* c,
                                                                                 int32_t top) {
     if (t < t_lo || t > t_hi)
       return;
+    forward_top[static_cast<size_t>(t - t_lo)] = static_cast<int16_t>(top);
     const int p = static_cast<int>(t & 1);
     const int64_t q = (t - p) / 2;
     // The seeds b = q - h in [b0, b1) whose unit ends before the last
@@ -536,7 +568,21 @@ SelfAlignmentBound::Ranges SelfAlignmentBound::bound_stretch(size_t b0, size_t b
         may[u * words + b / 64] |= uint64_t(1) << (b % 64);
       }
   });
-  return ranges_of(may, b0, b1);
+  Found found{ranges_of(may, b0, b1), {}};
+  Tops& stretch_tops = found.tops;
+  stretch_tops.first = static_cast<size_t>(t_lo / TOPS_BLOCK);
+  const size_t blocks = static_cast<size_t>(t_hi / TOPS_BLOCK) + 1 - stretch_tops.first;
+  stretch_tops.forward.assign(blocks, 0);
+  stretch_tops.backward.assign(blocks, 0);
+  auto in_steps = [](int32_t top) {
+    return static_cast<uint8_t>(std::min<int32_t>(UNKNOWN_TOP, (top + TOP_STEP - 1) / TOP_STEP));
+  };
+  for (int64_t t = t_lo; t <= t_hi; ++t) {
+    const size_t i = static_cast<size_t>(t / TOPS_BLOCK) - stretch_tops.first, at = static_cast<size_t>(t - t_lo);
+    stretch_tops.forward[i] = std::max(stretch_tops.forward[i], in_steps(forward_top[at]));
+    stretch_tops.backward[i] = std::max(stretch_tops.backward[i], in_steps(backward_top[at]));
+  }
+  return found;
 }
 
 SelfAlignmentBound::Ranges SelfAlignmentBound::ranges_of(const std::vector<uint64_t>& may, size_t b0, size_t b1) const

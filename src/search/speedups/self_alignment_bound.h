@@ -2,6 +2,7 @@
 #define SEARCH_SPEEDUPS_SELF_ALIGNMENT_BOUND_H
 
 #include "search/record_search.h"
+#include "search/speedups/alignment_bound.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -57,6 +58,11 @@ class SelfAlignmentBound {
   // of ranges [b, e) as even entries, their ends as odd ones, in order.
   const std::vector<uint32_t>& may_reach(uint32_t u) const { return reaching[u - u1]; }
 
+  // What the extensions of the seeds [b, b + k) of unit length u gain at
+  // most each way, from the cells at their starts (unbounded where the
+  // bound does not hold for u).
+  GainBounds most_gained(size_t b, size_t k, uint32_t u) const;
+
   // Reads the ranges of one unit length; quickest with starts in increasing
   // order.
   class Reader {
@@ -110,13 +116,28 @@ class SelfAlignmentBound {
                  int most_lanes = 32) const;
   // Ranges of seeds by unit length, as in may_reach.
   using Ranges = std::vector<std::vector<uint32_t>>;
+  // The highest cells at the seeds' starts, each way, by blocks of
+  // TOPS_BLOCK antidiagonals t = 2b + u from block first on: in steps of
+  // TOP_STEP, rounded up, or UNKNOWN_TOP where that would not fit a byte.
+  static constexpr int64_t TOPS_BLOCK = 32;
+  static constexpr int32_t TOP_STEP = 4;
+  static constexpr uint8_t UNKNOWN_TOP = 255;
+  struct Tops {
+    size_t first = 0;
+    std::vector<uint8_t> forward, backward;
+  };
+  // What the tables of one stretch found.
+  struct Found {
+    Ranges ranges;
+    Tops tops;
+  };
   // The seeds of [b0, b1) that may reach the threshold.
   // backward: room for the cells of the backward table.
-  Ranges bound_stretch(size_t b0, size_t b1, const Band& band, std::vector<int16_t>& backward) const;
+  Found bound_stretch(size_t b0, size_t b1, const Band& band, std::vector<int16_t>& backward) const;
   // The ranges of the seeds [b0, b1) whose bits are set, by unit length.
   Ranges ranges_of(const std::vector<uint64_t>& may, size_t b0, size_t b1) const;
-  // Appends the ranges of the next stretch.
-  void join(const Ranges& ranges);
+  // Appends what the next stretch found.
+  void join(const Found& found);
   Band band_of(uint32_t v1, uint32_t v2) const;
   // The cap of the table for unit length u going Dir; 0 where the bound
   // does not hold.
@@ -130,6 +151,7 @@ class SelfAlignmentBound {
   int64_t P, g;
   std::vector<char> bounded;
   Ranges reaching;
+  Tops tops; // of the whole record
 };
 
 #endif
