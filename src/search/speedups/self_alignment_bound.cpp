@@ -577,10 +577,17 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
   auto in_steps = [](int32_t top) {
     return static_cast<uint8_t>(std::min<int32_t>(UNKNOWN_TOP, (top + TOP_STEP - 1) / TOP_STEP));
   };
-  for (int64_t t = t_lo; t <= t_hi; ++t) {
-    const size_t i = static_cast<size_t>(t / TOPS_BLOCK) - stretch_tops.first, at = static_cast<size_t>(t - t_lo);
-    stretch_tops.forward[i] = std::max(stretch_tops.forward[i], in_steps(forward_top[at]));
-    stretch_tops.backward[i] = std::max(stretch_tops.backward[i], in_steps(backward_top[at]));
+  for (size_t i = 0; i < blocks; ++i) {
+    const int64_t block = static_cast<int64_t>(stretch_tops.first + i) * TOPS_BLOCK;
+    const size_t from = static_cast<size_t>(std::max(block, t_lo) - t_lo);
+    const size_t to = static_cast<size_t>(std::min(block + TOPS_BLOCK - 1, t_hi) - t_lo);
+    int16_t forward = 0, backward = 0;
+    for (size_t at = from; at <= to; ++at) {
+      forward = std::max(forward, forward_top[at]);
+      backward = std::max(backward, backward_top[at]);
+    }
+    stretch_tops.forward[i] = in_steps(forward);
+    stretch_tops.backward[i] = in_steps(backward);
   }
   return found;
 }
