@@ -6,6 +6,15 @@
 #include <cstdint>
 #include <vector>
 
+// What the extensions of some seeds gain at most each way, known from
+// elsewhere (SelfAlignmentBound::most_gained): forward, and backward from
+// any score below the threshold that they reached forward, each as far as
+// the threshold. Unbounded unless given.
+struct GainBounds {
+  static constexpr int64_t UNBOUNDED = INT32_MAX;
+  int64_t forward = UNBOUNDED, backward = UNBOUNDED;
+};
+
 // The second test of a seed that the seed filter lets through: the highest
 // score that any alignment of the residues beside the seed with the endless
 // repetition of its unit can reach, each way. The extension commits one such
@@ -18,15 +27,6 @@
 // random sequence walks and looks ahead for a long time before it gives up;
 // the alignments that stay above the floor die out after a few dozen
 // residues there, and this test costs a small part of that walk.
-// What the extensions of some seeds gain at most each way, known from
-// elsewhere (SelfAlignmentBound::most_gained): forward, and backward from
-// any score below the threshold that they reached forward, each as far as
-// the threshold. Unbounded unless given.
-struct GainBounds {
-  static constexpr int64_t UNBOUNDED = INT32_MAX;
-  int64_t forward = UNBOUNDED, backward = UNBOUNDED;
-};
-
 class AlignmentBound {
  public:
   // most_lanes: where the processor has them, rows are made in vectors of

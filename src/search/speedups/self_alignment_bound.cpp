@@ -324,11 +324,13 @@ GainBounds SelfAlignmentBound::most_gained(size_t b, size_t k, uint32_t u) const
     forward = std::max(forward, tops.forward[i]);
     backward = std::max(backward, tops.backward[i]);
   }
-  // A cell is at least twice the gain, as far as the threshold.
+  // A cell is at least twice the gain, as far as the threshold (the steps
+  // are even).
+  static_assert(TOP_STEP % 2 == 0);
   if (forward != UNKNOWN_TOP)
-    most.forward = (forward * TOP_STEP + 1) / 2;
+    most.forward = forward * TOP_STEP / 2;
   if (backward != UNKNOWN_TOP)
-    most.backward = (backward * TOP_STEP + 1) / 2;
+    most.backward = backward * TOP_STEP / 2;
   return most;
 }
 
