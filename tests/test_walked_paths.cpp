@@ -68,6 +68,21 @@ std::string describe(const Repeat& r, const char* s, bool with_list = true)
   return d;
 }
 
+// The scores of the extension of the seed [b, b + u) of the record [s,
+// end): as far as it went forward, and in all.
+struct Extended {
+  int32_t forward, score;
+};
+Extended extend_both_ways(RecordSearch& c, const char* s, const char* end, const char* b, uint32_t u)
+{
+  Repeat sat;
+  sat.init(b, b + u);
+  c.extend_imperfect_forward(sat, end, c.scratch[0]);
+  const int32_t forward = sat.score;
+  c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+  return {forward, sat.score};
+}
+
 TEST(WalkedPaths, FollowingAnEarlierWalkGivesTheRecordOfAnOwnWalk)
 {
   for (bool attcc : {true, false}) {
@@ -268,11 +283,8 @@ TEST(SeedFilter, TurnsAwayOnlySeedsThatExtendBelowTheThreshold)
           seeds += min_score == 6 && b < 300;
           if (!filter.falls_short(s + b))
             continue;
-          Repeat sat;
-          sat.init(s + b, s + b + u);
-          c.extend_imperfect_forward(sat, end, c.scratch[0]);
-          c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
-          ASSERT_LT(sat.score, min_score) << "unit " << u << " seed " << b << " mismatch " << sc.mismatch;
+          ASSERT_LT(extend_both_ways(c, s, end, s + b, u).score, min_score)
+              << "unit " << u << " seed " << b << " mismatch " << sc.mismatch;
           turned_away += min_score == 6 && b < 300;
         }
       }
@@ -635,11 +647,8 @@ TEST(AlignmentBound, TurnsAwayOnlyRunsWhoseEverySeedFallsShort)
             for (size_t b = b0; turned_away && b < b0 + k; ++b) {
               if (text.find('N', b) < b + u)
                 continue;
-              Repeat sat;
-              sat.init(s + b, s + b + u);
-              c.extend_imperfect_forward(sat, end, c.scratch[0]);
-              c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
-              ASSERT_LT(sat.score, min_score) << "text " << t << " unit " << u << " run " << b0 << "+" << k << " seed " << b;
+              ASSERT_LT(extend_both_ways(c, s, end, s + b, u).score, min_score)
+                  << "text " << t << " unit " << u << " run " << b0 << "+" << k << " seed " << b;
             }
           }
         }
@@ -707,11 +716,8 @@ TEST(SeedFilter, TurnsAwayOnlySeedsOfLongUnitsThatFallShort)
             if (!(way == 0 ? in_order : way == 1 ? jumping : bounded).falls_short(s + seed))
               continue;
             ++turned_away;
-            Repeat sat;
-            sat.init(s + seed, s + seed + u);
-            c.extend_imperfect_forward(sat, end, c.scratch[0]);
-            c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
-            ASSERT_LT(sat.score, min_score) << "text " << t << " unit " << u << " seed " << seed;
+            ASSERT_LT(extend_both_ways(c, s, end, s + seed, u).score, min_score)
+                << "text " << t << " unit " << u << " seed " << seed;
           }
         }
       }
@@ -729,14 +735,11 @@ TEST(SeedFilter, TurnsAwayOnlySeedsOfLongUnitsThatFallShort)
   RecordSearch c(setup, 1, seq);
   SeedFilter filter(s, s + text.size(), 100, 100, setup.scoring);
   for (size_t b = 0; b + 100 < text.size(); ++b) {
-    Repeat sat;
-    sat.init(s + b, s + b + 100);
-    c.extend_imperfect_forward(sat, s + text.size(), c.scratch[0]);
-    c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+    const int32_t score = extend_both_ways(c, s, s + text.size(), s + b, 100).score;
     if (b == 300 || b == 301) {
-      EXPECT_EQ(sat.score >= 100, b == 300);
+      EXPECT_EQ(score >= 100, b == 300);
     }
-    ASSERT_TRUE(!filter.falls_short(s + b) || sat.score < 100) << "seed " << b;
+    ASSERT_TRUE(!filter.falls_short(s + b) || score < 100) << "seed " << b;
   }
 }
 
@@ -786,16 +789,13 @@ TEST(SelfAlignmentBound, CellsBoundTheGainOfEachWay)
         for (size_t b = (t + u) % 4; b + u < text.size(); b += 4) {
           if (text.find('N', b) < b + u)
             continue;
-          Repeat sat;
-          sat.init(s + b, s + b + u);
-          c.extend_imperfect_forward(sat, end, c.scratch[0]);
-          const int32_t f = sat.score;
-          c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+          const Extended e = extend_both_ways(c, s, end, s + b, u);
+          const int32_t f = e.forward;
           for (int k = 0; k < 2; ++k) {
             const int32_t S = thresholds[k];
             ASSERT_GE(forward[k][b], 2 * std::min(f, S)) << "text " << t << " unit " << u << " seed " << b;
             if (f < S) {
-              ASSERT_GE(backward[k][b], 2 * std::min(sat.score - f, S - f)) << "text " << t << " unit " << u << " seed " << b;
+              ASSERT_GE(backward[k][b], 2 * std::min(e.score - f, S - f)) << "text " << t << " unit " << u << " seed " << b;
             }
           }
         }
@@ -870,11 +870,8 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
             }
             if (!turned_away || text.find('N', b) < b + u)
               continue;
-            Repeat sat;
-            sat.init(s + b, s + b + u);
-            c.extend_imperfect_forward(sat, end, c.scratch[0]);
-            c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
-            ASSERT_LT(sat.score, min_score[u]) << "text " << t << " unit " << u << " seed " << b << " stretch " << stretch;
+            ASSERT_LT(extend_both_ways(c, s, end, s + b, u).score, min_score[u])
+                << "text " << t << " unit " << u << " seed " << b << " stretch " << stretch;
           }
         }
       }
@@ -928,15 +925,12 @@ TEST(SelfAlignmentBound, MostGainedIsAtLeastWhatEachSeedGains)
         }
         if (text.find('N', b) < b + u)
           continue;
-        Repeat sat;
-        sat.init(s + b, s + b + u);
-        c.extend_imperfect_forward(sat, end, c.scratch[0]);
-        const int64_t f = sat.score;
-        c.extend_imperfect_backward(sat, s - 1, c.scratch[0]);
+        const Extended e = extend_both_ways(c, s, end, s + b, u);
+        const int64_t f = e.forward;
         for (const GainBounds& most : {one, run}) {
           ASSERT_GE(most.forward, std::min(f, S)) << "text " << t << " unit " << u << " seed " << b;
           if (f < S) {
-            ASSERT_GE(most.backward, std::min(sat.score - f, S - f)) << "text " << t << " unit " << u << " seed " << b;
+            ASSERT_GE(most.backward, std::min(int64_t(e.score) - f, S - f)) << "text " << t << " unit " << u << " seed " << b;
           }
         }
       }
