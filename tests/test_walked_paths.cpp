@@ -681,6 +681,13 @@ TEST(AlignmentBound, TakesTheGainsItIsGivenAsBounds)
     EXPECT_EQ(bound.stretch_falls_short(s + b0, 1, 100, 100, no_backward), !first_copy) << b0;
     EXPECT_EQ(bound.falls_short(s + b0, 100, 100, no_backward), !first_copy) << b0;
   }
+  // The second copy's forward way falls short; a backward gain that just
+  // makes up the rest lets the seed through, one less does not.
+  const char* ub = s + 400;
+  const int64_t forward = bound.best_score<1>(ub + 100, ub, ub, ub + 100, s + text.size(), 0, setup.scoring.floor(100), 100);
+  ASSERT_LT(forward, 100);
+  EXPECT_FALSE(bound.falls_short(ub, 100, 100, GainBounds{GainBounds::UNBOUNDED, 100 - forward}));
+  EXPECT_TRUE(bound.falls_short(ub, 100, 100, GainBounds{GainBounds::UNBOUNDED, 99 - forward}));
 }
 
 // The filter of long units tries runs of seeds, and the halves of runs
