@@ -845,7 +845,9 @@ TEST(SelfAlignmentBound, LongUnitCellsInLanesAreThoseOfPlainTables)
 // The seeds that the bound built by stretches turns away all extend to
 // scores below the threshold, over stretches of 5 and 100 seeds, and
 // threads that share the stretches find the same; in random sequence it
-// turns away nearly every seed of a unit from 16 on.
+// turns away nearly every seed of a unit from 16 on. Without room for the
+// backward cells it lets through the same seeds and more, and still only
+// turns away seeds that fall short.
 TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
 {
   const Settings settings;
@@ -866,11 +868,16 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
       for (size_t stretch : {size_t(5), size_t(100)}) {
         const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), range.u1, range.u2, nullptr, stretch);
         const SelfAlignmentBound shared(s, end, setup.scoring, min_score.data(), range.u1, range.u2, &pool, stretch);
+        const SelfAlignmentBound roomless(s, end, setup.scoring, min_score.data(), range.u1, range.u2, nullptr, stretch,
+                                          0);
         for (uint32_t u : range.units) {
           ASSERT_EQ(bound.may_reach(u), shared.may_reach(u)) << "text " << t << " unit " << u;
-          SelfAlignmentBound::Reader reader(&bound.may_reach(u));
+          SelfAlignmentBound::Reader reader(&bound.may_reach(u)), loose(&roomless.may_reach(u));
           for (size_t b = t % 2; b + u < text.size(); b += 2) {
             const bool turned_away = bound.bounds(u) && reader.falls_short(b);
+            if (bound.bounds(u) && loose.falls_short(b)) {
+              ASSERT_TRUE(turned_away) << "text " << t << " unit " << u << " seed " << b << " stretch " << stretch;
+            }
             if (t == 0 && u >= 16) {
               ++random_seeds;
               random_turned_away += turned_away;

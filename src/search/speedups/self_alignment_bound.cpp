@@ -268,8 +268,8 @@ struct SelfAlignmentBound::Band {
 
 SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, const Scoring& sc,
                                        const int32_t* min_score, uint32_t u1, uint32_t u2, ThreadPool* workers,
-                                       size_t stretch)
-    : first(first), n(static_cast<size_t>(last - first)), stretch(stretch), u1(u1), u2(u2),
+                                       size_t stretch, size_t kept_cells)
+    : first(first), n(static_cast<size_t>(last - first)), stretch(stretch), kept_cells(kept_cells), u1(u1), u2(u2),
       mismatch_cost(std::min(-sc.mismatch - 1, MAX_CAP + 8)), gap_cost(std::min(-sc.indel - 1, MAX_CAP + 8)),
       min_score(min_score), P(sc.prefer_longer), g(-sc.indel), bounded(u2 - u1 + 1), reaching(u2 - u1 + 1)
 {
@@ -282,20 +282,20 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
   // their cap beyond it with cells at the cap; workers take stretches of
   // their own, whose ranges are joined in order. The cells take about that
   // long to fall from the cap to what the residues give, so a stretch is
-  // four times as long where the caps are high (measured: a twentieth
-  // quicker with units up to 500, and twice as long again gains nothing),
-  // within a bound on the cells kept of the backward table.
-  const size_t each =
-      stretch ? stretch : std::clamp<size_t>(8 * static_cast<size_t>(band.backward_cap), 1 << 14, 1 << 16);
+  // many times as long where the caps are high: its tables' margins then
+  // take a few hundredths of their time.
+  const size_t each = stretch ? stretch
+                              : std::clamp<size_t>(STRETCH_PER_CAP * static_cast<size_t>(band.backward_cap), 1 << 14,
+                                                   1 << 18);
   std::vector<size_t> starts;
   for (size_t b0 = 0; b0 + u1 < n; b0 += each)
     starts.push_back(b0);
   const size_t blocks = static_cast<size_t>((2 * static_cast<int64_t>(n) + u2) / TOPS_BLOCK + 1);
   tops.forward.assign(blocks, 0);
   tops.backward.assign(blocks, 0);
-  // Each thread keeps the cells of its backward tables from one stretch to
-  // the next.
-  std::vector<std::vector<int16_t>> backward(workers ? workers->size() : 1);
+  // Each thread keeps the room for the cells of its backward tables from
+  // one stretch to the next.
+  std::vector<BackwardCells> backward(workers ? workers->size() : 1);
   auto one = [&](size_t i, unsigned int thread) {
     return bound_stretch(starts[i], std::min(starts[i] + each, n - u1), band, backward[thread]);
   };
@@ -489,42 +489,16 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
 }
 
 SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band,
-                                                            std::vector<int16_t>& backward) const
+                                                            BackwardCells& backward) const
 {
   // The seed [b, b + u) starts the forward table at (b, b + u), on
   // antidiagonal t = 2b + u, and the backward one at (n - b - u, n - b), on
-  // 2n - t; on both its cell is h = (u - p) / 2, p the parity of t. The
-  // backward cells of the seeds are kept by antidiagonal, h from h0[p] on.
+  // 2n - t; on both its cell is h = (u - p) / 2, p the parity of t.
   const size_t seeds = b1 - b0;
   const int64_t t_lo = 2 * static_cast<int64_t>(b0) + u1, t_hi = 2 * static_cast<int64_t>(b1 - 1) + u2;
   const int64_t h0[2] = {(u1 + 1) / 2, u1 / 2}, width = (u2 - u1) / 2 + 1;
   // (By whole blocks, with the cells beyond the range's unit lengths.)
   const int64_t stride = (width + BLOCK - 1) / BLOCK * BLOCK;
-  // The table hands the antidiagonals from t_lo on (it starts a margin
-  // beyond them, or at the record's end) up to handed_hi; only those past
-  // it, near the record's end, are cleared: the others are written whole.
-  if (backward.size() < static_cast<size_t>((t_hi - t_lo + 1) * stride))
-    backward.resize(static_cast<size_t>((t_hi - t_lo + 1) * stride));
-  int64_t handed_hi = t_lo - 1;
-  // The highest backward cell of each antidiagonal, so that the forward
-  // cells of most antidiagonals are seen to fall short without reading
-  // their backward ones, which lie far out of the cache.
-  std::vector<int16_t> backward_top(static_cast<size_t>(t_hi - t_lo + 1));
-  const int64_t two_n = 2 * static_cast<int64_t>(n);
-  const size_t r0 = n - std::min(n, b1 + u2 - 1), r1 = n - b0 - u1 + 1;
-  run_table(-1, r0, r1, u1, band, 2 * static_cast<size_t>(band.backward_cap), [&](int64_t t, const int16_t* c,
-                                                                                  int32_t top) {
-    const int64_t forward_t = two_n - t;
-    if (forward_t < t_lo || forward_t > t_hi)
-      return;
-    const int p = static_cast<int>(t & 1);
-    const int16_t* from = c + h0[p];
-    copy_blocks(from, backward.data() + (forward_t - t_lo) * stride, stride);
-    backward_top[static_cast<size_t>(forward_t - t_lo)] = static_cast<int16_t>(top);
-    handed_hi = std::max(handed_hi, forward_t);
-  });
-  std::fill(backward.begin() + (handed_hi + 1 - t_lo) * stride, backward.begin() + (t_hi + 1 - t_lo) * stride,
-            int16_t(0));
   // Twice the threshold per cell and parity; more than any cell where the
   // unit length is not bounded.
   std::vector<int16_t> need[2];
@@ -538,6 +512,37 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
       least_need[p] = std::min<int32_t>(least_need[p], need[p][static_cast<size_t>(h)]);
     }
   }
+  // The highest backward cell of each antidiagonal, so that the forward
+  // cells of most antidiagonals are seen to fall short without the
+  // backward ones. Those are kept, h from h0[p] on, only where the highest
+  // reaches half of what the least unit length needs, as far as there is
+  // room (in sequence without repeats, hardly anywhere); elsewhere each
+  // stands for all of them, which lets more seeds through, never fewer.
+  // The antidiagonals that the table does not hand, near the record's end,
+  // keep a highest cell of 0.
+  std::vector<int16_t> backward_top(static_cast<size_t>(t_hi - t_lo + 1));
+  backward.slot.assign(static_cast<size_t>(t_hi - t_lo + 1), NOT_KEPT);
+  const int32_t keep_from = std::min(least_need[0], least_need[1]) / 2;
+  const size_t room = kept_cells / static_cast<size_t>(stride);
+  uint32_t kept = 0;
+  const int64_t two_n = 2 * static_cast<int64_t>(n);
+  const size_t r0 = n - std::min(n, b1 + u2 - 1), r1 = n - b0 - u1 + 1;
+  run_table(-1, r0, r1, u1, band, 2 * static_cast<size_t>(band.backward_cap), [&](int64_t t, const int16_t* c,
+                                                                                  int32_t top) {
+    const int64_t forward_t = two_n - t;
+    if (forward_t < t_lo || forward_t > t_hi)
+      return;
+    backward_top[static_cast<size_t>(forward_t - t_lo)] = static_cast<int16_t>(top);
+    if (top < keep_from || kept == room)
+      return;
+    const size_t end = (kept + 1) * static_cast<size_t>(stride);
+    if (backward.cells.size() < end)
+      backward.cells.resize(std::min(room * static_cast<size_t>(stride), std::max(2 * backward.cells.size(), end)));
+    const int p = static_cast<int>(t & 1);
+    copy_blocks(c + h0[p], backward.cells.data() + (end - static_cast<size_t>(stride)), stride);
+    backward.slot[static_cast<size_t>(forward_t - t_lo)] = kept++;
+  });
+  std::vector<int16_t> same(static_cast<size_t>(stride));
   // A bit per unit length and seed that may reach the threshold.
   const size_t words = (seeds + 63) / 64, k = u2 - u1 + 1;
   std::vector<uint64_t> may(words * k);
@@ -554,13 +559,17 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
     const int64_t h_from = std::max<int64_t>(h0[p], q - static_cast<int64_t>(b1) + 1);
     const int64_t h_to = std::min<int64_t>({h0[p] + width - 1, q - static_cast<int64_t>(b0),
                                             static_cast<int64_t>(n) - 1 - q - p});
-    const int16_t* back = backward.data() + (t - t_lo) * stride - h0[p];
     const int16_t* needed = need[p].data() - h0[p];
     const int64_t span = h_to - h_from + 1;
     // (top, the highest cell of the range's unit lengths, is at least that
     // of the seeds.)
-    if (span <= 0 || top + backward_top[static_cast<size_t>(t - t_lo)] < least_need[p])
+    const int16_t back_top = backward_top[static_cast<size_t>(t - t_lo)];
+    if (span <= 0 || top + back_top < least_need[p])
       return;
+    const uint32_t slot = backward.slot[static_cast<size_t>(t - t_lo)];
+    if (slot == NOT_KEPT)
+      std::fill(same.begin(), same.end(), back_top);
+    const int16_t* back = (slot == NOT_KEPT ? same.data() : backward.cells.data() + slot * stride) - h0[p];
     if (!(span >= WIDE ? wide_any_reaches(c + h_from, back + h_from, needed + h_from, span)
                        : any_reaches(c + h_from, back + h_from, needed + h_from, span)))
       return;

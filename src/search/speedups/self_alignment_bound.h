@@ -42,9 +42,15 @@ class SelfAlignmentBound {
  public:
   // For the seeds of unit lengths [u1, u2] of the record [first, last),
   // with the thresholds min_score[u]; workers, if given, share the work,
-  // by stretches of this many seeds (0: as many as suit the unit lengths).
+  // by stretches of this many seeds (0: as many as suit the unit lengths),
+  // each worker keeping at most kept_cells cells of its backward tables.
   SelfAlignmentBound(const char* first, const char* last, const Scoring& g, const int32_t* min_score, uint32_t u1,
-                     uint32_t u2, ThreadPool* workers = nullptr, size_t stretch = 0);
+                     uint32_t u2, ThreadPool* workers = nullptr, size_t stretch = 0,
+                     size_t kept_cells = KEPT_CELLS);
+
+  // The backward cells a worker keeps by default (8 MB): in sequence
+  // without repeats it keeps hardly any.
+  static constexpr size_t KEPT_CELLS = size_t(1) << 22;
 
   // Whether the bound holds for seeds of unit length u: not where the
   // threshold is below 1, or so high that the table's cells would overflow.
@@ -131,9 +137,18 @@ class SelfAlignmentBound {
     Ranges ranges;
     Tops tops;
   };
-  // The seeds of [b0, b1) that may reach the threshold.
-  // backward: room for the cells of the backward table.
-  Found bound_stretch(size_t b0, size_t b1, const Band& band, std::vector<int16_t>& backward) const;
+  // The stretches' length by the backward tables' cap.
+  static constexpr size_t STRETCH_PER_CAP = 64;
+  // The cells of a backward table kept for the forward one: those of the
+  // antidiagonal t from slot[t - t_lo] on, by stride, or none (NOT_KEPT).
+  static constexpr uint32_t NOT_KEPT = UINT32_MAX;
+  struct BackwardCells {
+    std::vector<int16_t> cells;
+    std::vector<uint32_t> slot;
+  };
+  // The seeds of [b0, b1) that may reach the threshold; backward: room for
+  // the cells of the backward table.
+  Found bound_stretch(size_t b0, size_t b1, const Band& band, BackwardCells& backward) const;
   // The ranges of the seeds [b0, b1) whose bits are set, by unit length.
   Ranges ranges_of(const std::vector<uint64_t>& may, size_t b0, size_t b1) const;
   // Appends what the next stretch found.
@@ -144,7 +159,7 @@ class SelfAlignmentBound {
   int32_t cap_of(uint32_t u, int dir) const;
 
   const char* const first;
-  const size_t n, stretch;
+  const size_t n, stretch, kept_cells;
   const uint32_t u1, u2;
   int32_t mismatch_cost, gap_cost; // m - 1, g - 1
   const int32_t* min_score;
