@@ -283,10 +283,13 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
   // their own, whose ranges are joined in order. The cells take about that
   // long to fall from the cap to what the residues give, so a stretch is
   // many times as long where the caps are high: its tables' margins then
-  // take a few hundredths of their time.
-  const size_t each = stretch ? stretch
-                              : std::clamp<size_t>(STRETCH_PER_CAP * static_cast<size_t>(band.backward_cap), 1 << 14,
-                                                   1 << 18);
+  // take a few hundredths of their time. Workers get four stretches each
+  // at least, so that they finish together.
+  size_t each = std::clamp<size_t>(STRETCH_PER_CAP * static_cast<size_t>(band.backward_cap), 1 << 14, 1 << 18);
+  if (workers && workers->size() > 1)
+    each = std::max<size_t>(1 << 14, std::min(each, n / (4 * workers->size()) + 1));
+  if (stretch)
+    each = stretch;
   std::vector<size_t> starts;
   for (size_t b0 = 0; b0 + u1 < n; b0 += each)
     starts.push_back(b0);
