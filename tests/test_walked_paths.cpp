@@ -845,9 +845,9 @@ TEST(SelfAlignmentBound, LongUnitCellsInLanesAreThoseOfPlainTables)
 // The seeds that the bound built by stretches turns away all extend to
 // scores below the threshold, over stretches of 5 and 100 seeds, and
 // threads that share the stretches find the same; in random sequence it
-// turns away nearly every seed of a unit from 16 on. Without room for the
-// backward cells it lets through the same seeds and more, and still only
-// turns away seeds that fall short.
+// turns away nearly every seed of a unit from 16 on. With room for only
+// some of the backward cells, or none, it lets through the same seeds and
+// more, and still only turns away seeds that fall short.
 TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
 {
   const Settings settings;
@@ -870,12 +870,15 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
         const SelfAlignmentBound shared(s, end, setup.scoring, min_score.data(), range.u1, range.u2, &pool, stretch);
         const SelfAlignmentBound roomless(s, end, setup.scoring, min_score.data(), range.u1, range.u2, nullptr, stretch,
                                           0);
+        const SelfAlignmentBound cramped(s, end, setup.scoring, min_score.data(), range.u1, range.u2, nullptr, stretch,
+                                         256);
         for (uint32_t u : range.units) {
           ASSERT_EQ(bound.may_reach(u), shared.may_reach(u)) << "text " << t << " unit " << u;
-          SelfAlignmentBound::Reader reader(&bound.may_reach(u)), loose(&roomless.may_reach(u));
+          SelfAlignmentBound::Reader reader(&bound.may_reach(u)), loose(&roomless.may_reach(u)),
+              partly(&cramped.may_reach(u));
           for (size_t b = t % 2; b + u < text.size(); b += 2) {
             const bool turned_away = bound.bounds(u) && reader.falls_short(b);
-            if (bound.bounds(u) && loose.falls_short(b)) {
+            if (bound.bounds(u) && (loose.falls_short(b) || partly.falls_short(b))) {
               ASSERT_TRUE(turned_away) << "text " << t << " unit " << u << " seed " << b << " stretch " << stretch;
             }
             if (t == 0 && u >= 16) {

@@ -523,17 +523,22 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
   }
   // The highest backward cell of each antidiagonal, so that the forward
   // cells of most antidiagonals are seen to fall short without the
-  // backward ones. Those are kept, h from h0[p] on, only where the highest
-  // reaches half of what the least unit length needs, as far as there is
-  // room (in sequence without repeats, hardly anywhere); elsewhere each
-  // stands for all of them, which lets more seeds through, never fewer.
-  // The antidiagonals that the table does not hand, near the record's end,
-  // keep a highest cell of 0.
-  std::vector<int16_t> backward_top(static_cast<size_t>(t_hi - t_lo + 1));
-  backward.slot.assign(static_cast<size_t>(t_hi - t_lo + 1), NOT_KEPT);
+  // backward ones. Those are kept, h from h0[p] on, where there is room for
+  // all of them (narrow ranges of unit lengths), by antidiagonal; else only
+  // where the highest reaches half of what the least unit length needs, as
+  // far as there is room (in sequence without repeats, hardly anywhere),
+  // elsewhere the highest standing for all of them, which lets more seeds
+  // through, never fewer. The antidiagonals that the table does not hand,
+  // near the record's end, keep a highest cell of 0.
+  const size_t antidiagonals = static_cast<size_t>(t_hi - t_lo + 1), room = kept_cells / static_cast<size_t>(stride);
+  const bool keep_all = antidiagonals <= room;
+  std::vector<int16_t> backward_top(antidiagonals);
+  backward.slot.assign(keep_all ? 0 : antidiagonals, NOT_KEPT);
+  if (keep_all && backward.cells.size() < antidiagonals * static_cast<size_t>(stride))
+    backward.cells.resize(antidiagonals * static_cast<size_t>(stride));
   const int32_t keep_from = std::min(least_need[0], least_need[1]) / 2;
-  const size_t room = kept_cells / static_cast<size_t>(stride);
   uint32_t kept = 0;
+  int64_t handed_hi = t_lo - 1;
   const int64_t two_n = 2 * static_cast<int64_t>(n);
   const size_t r0 = n - std::min(n, b1 + u2 - 1), r1 = n - b0 - u1 + 1;
   run_table(-1, r0, r1, u1, band, 2 * static_cast<size_t>(band.backward_cap), [&](int64_t t, const int16_t* c,
@@ -542,15 +547,23 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
     if (forward_t < t_lo || forward_t > t_hi)
       return;
     backward_top[static_cast<size_t>(forward_t - t_lo)] = static_cast<int16_t>(top);
+    const int p = static_cast<int>(t & 1);
+    if (keep_all) {
+      copy_blocks(c + h0[p], backward.cells.data() + (forward_t - t_lo) * stride, stride);
+      handed_hi = std::max(handed_hi, forward_t);
+      return;
+    }
     if (top < keep_from || kept == room)
       return;
     const size_t end = (kept + 1) * static_cast<size_t>(stride);
     if (backward.cells.size() < end)
       backward.cells.resize(std::min(room * static_cast<size_t>(stride), std::max(2 * backward.cells.size(), end)));
-    const int p = static_cast<int>(t & 1);
     copy_blocks(c + h0[p], backward.cells.data() + (end - static_cast<size_t>(stride)), stride);
     backward.slot[static_cast<size_t>(forward_t - t_lo)] = kept++;
   });
+  if (keep_all)
+    std::fill(backward.cells.begin() + (handed_hi + 1 - t_lo) * stride,
+              backward.cells.begin() + (t_hi + 1 - t_lo) * stride, int16_t(0));
   std::vector<int16_t> same(static_cast<size_t>(stride));
   // A bit per unit length and seed that may reach the threshold.
   const size_t words = (seeds + 63) / 64, k = u2 - u1 + 1;
@@ -575,7 +588,7 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
     const int16_t back_top = backward_top[static_cast<size_t>(t - t_lo)];
     if (span <= 0 || top + back_top < least_need[p])
       return;
-    const uint32_t slot = backward.slot[static_cast<size_t>(t - t_lo)];
+    const int64_t slot = keep_all ? t - t_lo : backward.slot[static_cast<size_t>(t - t_lo)];
     if (slot == NOT_KEPT)
       std::fill(same.begin(), same.end(), back_top);
     const int16_t* back = (slot == NOT_KEPT ? same.data() : backward.cells.data() + slot * stride) - h0[p];
