@@ -569,12 +569,24 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
   const size_t words = (seeds + 63) / 64, k = u2 - u1 + 1;
   std::vector<uint64_t> may(words * k);
   std::vector<int16_t> forward_top(static_cast<size_t>(t_hi - t_lo + 1));
-  run_table(1, b0, b1, u1, band, 2 * static_cast<size_t>(band.forward_cap), [&](int64_t t, const int16_t* c,
-                                                                                int32_t top) {
+  // (The forward table calls this for each antidiagonal, and most fall
+  // short at their highest cells: what that needs is taken by value, which
+  // keeps it in registers. Measured: the tables of units 3-11 take 0.85x
+  // as long.)
+  const int16_t* const back_tops = backward_top.data();
+  int16_t* const forward_tops = forward_top.data();
+  run_table(1, b0, b1, u1, band, 2 * static_cast<size_t>(band.forward_cap), [&, back_tops, forward_tops,
+                                                                             t_lo, t_hi](int64_t t, const int16_t* c,
+                                                                                         int32_t top) {
     if (t < t_lo || t > t_hi)
       return;
-    forward_top[static_cast<size_t>(t - t_lo)] = static_cast<int16_t>(top);
+    forward_tops[t - t_lo] = static_cast<int16_t>(top);
     const int p = static_cast<int>(t & 1);
+    // (top, the highest cell of the range's unit lengths, is at least that
+    // of the seeds.)
+    const int16_t back_top = back_tops[t - t_lo];
+    if (__builtin_expect(top + back_top < least_need[p], 1))
+      return;
     const int64_t q = (t - p) / 2;
     // The seeds b = q - h in [b0, b1) whose unit ends before the last
     // residue: q + h + p < n.
@@ -583,10 +595,7 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
                                             static_cast<int64_t>(n) - 1 - q - p});
     const int16_t* needed = need[p].data() - h0[p];
     const int64_t span = h_to - h_from + 1;
-    // (top, the highest cell of the range's unit lengths, is at least that
-    // of the seeds.)
-    const int16_t back_top = backward_top[static_cast<size_t>(t - t_lo)];
-    if (span <= 0 || top + back_top < least_need[p])
+    if (span <= 0)
       return;
     const int64_t slot = keep_all ? t - t_lo : backward.slot[static_cast<size_t>(t - t_lo)];
     if (slot == NOT_KEPT)
