@@ -528,8 +528,10 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
   // where the highest reaches half of what the least unit length needs, as
   // far as there is room (in sequence without repeats, hardly anywhere),
   // elsewhere the highest standing for all of them, which lets more seeds
-  // through, never fewer. The antidiagonals that the table does not hand,
-  // near the record's end, keep a highest cell of 0.
+  // through, never fewer. The table hands every antidiagonal with a seed
+  // whose unit ends before the record's last residue; the others, near
+  // the record's end, keep a highest cell of 0, and their cells are never
+  // read.
   const size_t antidiagonals = static_cast<size_t>(t_hi - t_lo + 1), room = kept_cells / static_cast<size_t>(stride);
   const bool keep_all = antidiagonals <= room;
   std::vector<int16_t> backward_top(antidiagonals);
@@ -538,7 +540,6 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
     backward.cells.resize(antidiagonals * static_cast<size_t>(stride));
   const int32_t keep_from = std::min(least_need[0], least_need[1]) / 2;
   uint32_t kept = 0;
-  int64_t handed_hi = t_lo - 1;
   const int64_t two_n = 2 * static_cast<int64_t>(n);
   const size_t r0 = n - std::min(n, b1 + u2 - 1), r1 = n - b0 - u1 + 1;
   run_table(-1, r0, r1, u1, band, 2 * static_cast<size_t>(band.backward_cap), [&](int64_t t, const int16_t* c,
@@ -550,7 +551,6 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
     const int p = static_cast<int>(t & 1);
     if (keep_all) {
       copy_blocks(c + h0[p], backward.cells.data() + (forward_t - t_lo) * stride, stride);
-      handed_hi = std::max(handed_hi, forward_t);
       return;
     }
     if (top < keep_from || kept == room)
@@ -561,9 +561,6 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
     copy_blocks(c + h0[p], backward.cells.data() + (end - static_cast<size_t>(stride)), stride);
     backward.slot[static_cast<size_t>(forward_t - t_lo)] = kept++;
   });
-  if (keep_all)
-    std::fill(backward.cells.begin() + (handed_hi + 1 - t_lo) * stride,
-              backward.cells.begin() + (t_hi + 1 - t_lo) * stride, int16_t(0));
   std::vector<int16_t> same(static_cast<size_t>(stride));
   // A bit per unit length and seed that may reach the threshold.
   const size_t words = (seeds + 63) / 64, k = u2 - u1 + 1;
