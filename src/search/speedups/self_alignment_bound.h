@@ -139,8 +139,9 @@ class SelfAlignmentBound {
   };
   // The stretches' length by the backward tables' cap.
   static constexpr size_t STRETCH_PER_CAP = 64;
-  // The cells of a backward table kept for the forward one: those of the
-  // antidiagonal t from slot[t - t_lo] on, by stride, or none (NOT_KEPT).
+  // The cells of a backward table kept for the forward one, by stride:
+  // those of antidiagonal t at cells[k * stride], with k = t - t_lo where
+  // all are kept, else k = slot[t - t_lo] (NOT_KEPT: none).
   static constexpr uint32_t NOT_KEPT = UINT32_MAX;
   struct BackwardCells {
     std::vector<int16_t> cells;
