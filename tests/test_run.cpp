@@ -27,17 +27,28 @@
 
 namespace {
 
-// A file of this process alone: copies of the suite may run side by side.
-std::string scratch_file(const std::string& name)
-{
-  return testing::TempDir() + std::to_string(getpid()) + "_" + name;
-}
+// An input and a report of this process alone (copies of the suite may run
+// side by side), removed when the test ends.
+struct ScratchFiles {
+  std::string input, report;
+  explicit ScratchFiles(const std::string& name)
+      : input(testing::TempDir() + std::to_string(getpid()) + "_" + name + ".fa"),
+        report(testing::TempDir() + std::to_string(getpid()) + "_" + name + ".txt")
+  {
+  }
+  ~ScratchFiles()
+  {
+    std::remove(input.c_str());
+    std::remove(report.c_str());
+  }
+};
 
 } // namespace
 
 TEST(RunDriver, ARecordTooLongEndsTheRun)
 {
-  const std::string input = scratch_file("too_long.fa"), report = scratch_file("too_long.txt");
+  const ScratchFiles files("too_long");
+  const std::string &input = files.input, &report = files.report;
   std::ofstream(input) << ">a\nACACACACACAC\n>c\nAGAGAGAGAGAGAGAGAGAG\n>b\nACGTACGTAC\nGTACGTACGTA\n";
   FastaRecord::max_length = 20;
   const char* argv[] = {"zerlan", "-M", "exact", "--outputFormat", "3", input.c_str(), report.c_str()};
@@ -57,7 +68,8 @@ TEST(RunDriver, ARecordTooLongEndsTheRun)
 
 TEST(RunDriver, ConsoleNamesEachUnitForm)
 {
-  const std::string input = scratch_file("units.fa"), report = scratch_file("units.txt");
+  const ScratchFiles files("units");
+  const std::string &input = files.input, &report = files.report;
   std::ofstream(input) << ">a\nACACACACACAC\n";
   const std::pair<const char*, const char*> modes[] = {
       {"0", "as they are"}, {"1", "alphabetical normal form"}, {"2", "alphabetical normal form using reverse complement"}};
