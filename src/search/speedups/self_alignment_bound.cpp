@@ -299,8 +299,9 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
   // Each thread keeps the room for the cells of its backward tables from
   // one stretch to the next.
   std::vector<BackwardCells> backward(workers ? workers->size() : 1);
+  std::vector<SeedBits> may(backward.size());
   auto one = [&](size_t i, unsigned int thread) {
-    return bound_stretch(starts[i], std::min(starts[i] + each, n - u1), band, backward[thread]);
+    return bound_stretch(starts[i], std::min(starts[i] + each, n - u1), band, backward[thread], may[thread]);
   };
   if (!workers || workers->size() < 2 || starts.size() < 2) {
     for (size_t i = 0; i < starts.size(); ++i)
@@ -498,7 +499,7 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
 }
 
 SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band,
-                                                            BackwardCells& backward) const
+                                                            BackwardCells& backward, SeedBits& may) const
 {
   // The seed [b, b + u) starts the forward table at (b, b + u), on
   // antidiagonal t = 2b + u, and the backward one at (n - b - u, n - b), on
@@ -562,9 +563,12 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
     backward.slot[static_cast<size_t>(forward_t - t_lo)] = kept++;
   });
   std::vector<int16_t> same(static_cast<size_t>(stride));
-  // A bit per unit length and seed that may reach the threshold.
   const size_t words = (seeds + 63) / 64, k = u2 - u1 + 1;
-  std::vector<uint64_t> may(words * k);
+  if (may.bits.size() < words * k) {
+    may.bits.resize(words * k);
+    may.lo.assign(k, UINT32_MAX);
+    may.hi.assign(k, 0);
+  }
   std::vector<int16_t> forward_top(static_cast<size_t>(t_hi - t_lo + 1));
   // (The forward table calls this for each antidiagonal, and most fall
   // short at their highest cells: what that needs is taken by value, which
@@ -604,7 +608,10 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
     for (int64_t h = h_from; h <= h_to; ++h)
       if (c[h] + back[h] >= needed[h]) {
         const size_t b = static_cast<size_t>(q - h) - b0, u = static_cast<size_t>(2 * h + p) - u1;
-        may[u * words + b / 64] |= uint64_t(1) << (b % 64);
+        const uint32_t w = static_cast<uint32_t>(b / 64);
+        may.bits[u * words + w] |= uint64_t(1) << (b % 64);
+        may.lo[u] = std::min(may.lo[u], w);
+        may.hi[u] = std::max(may.hi[u], w);
       }
   });
   Found found{ranges_of(may, b0, b1), {}};
@@ -631,24 +638,29 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
   return found;
 }
 
-SelfAlignmentBound::Ranges SelfAlignmentBound::ranges_of(const std::vector<uint64_t>& may, size_t b0, size_t b1) const
+SelfAlignmentBound::Ranges SelfAlignmentBound::ranges_of(SeedBits& may, size_t b0, size_t b1) const
 {
-  // The runs of set bits, by unit length.
+  // The runs of set bits, by unit length, read and cleared word by word.
   const size_t words = (b1 - b0 + 63) / 64, k = u2 - u1 + 1;
   Ranges found(k);
   for (size_t u = 0; u < k; ++u) {
+    if (may.lo[u] > may.hi[u])
+      continue;
     std::vector<uint32_t>& ranges = found[u];
-    const uint64_t* m = may.data() + u * words;
+    uint64_t* m = may.bits.data() + u * words;
     bool inside = false;
-    for (size_t w = 0; w < words; ++w) {
+    for (size_t w = may.lo[u]; w <= may.hi[u]; ++w) {
       // Each change between clear and set bits starts or ends a range.
       uint64_t changes = m[w] ^ (m[w] << 1 | (inside ? 1 : 0));
       inside = m[w] >> 63;
+      m[w] = 0;
       for (; changes; changes &= changes - 1)
         ranges.push_back(static_cast<uint32_t>(b0 + w * 64 + static_cast<size_t>(__builtin_ctzll(changes))));
     }
     if (inside)
-      ranges.push_back(static_cast<uint32_t>(b1));
+      ranges.push_back(static_cast<uint32_t>(std::min(b1, b0 + (may.hi[u] + size_t(1)) * 64)));
+    may.lo[u] = UINT32_MAX;
+    may.hi[u] = 0;
   }
   return found;
 }

@@ -147,11 +147,20 @@ class SelfAlignmentBound {
     std::vector<int16_t> cells;
     std::vector<uint32_t> slot;
   };
+  // A bit per unit length and seed of a stretch that may reach the
+  // threshold, in a row of words per unit length: the set bits of row u lie
+  // in its words [lo[u], hi[u]], and every other word is clear. (Where hardly
+  // any seed is let through, the rows are neither cleared nor read whole.)
+  struct SeedBits {
+    std::vector<uint64_t> bits;
+    std::vector<uint32_t> lo, hi;
+  };
   // The seeds of [b0, b1) that may reach the threshold; backward: room for
-  // the cells of the backward table.
-  Found bound_stretch(size_t b0, size_t b1, const Band& band, BackwardCells& backward) const;
-  // The ranges of the seeds [b0, b1) whose bits are set, by unit length.
-  Ranges ranges_of(const std::vector<uint64_t>& may, size_t b0, size_t b1) const;
+  // the cells of the backward table; may: for the seeds' bits, all clear.
+  Found bound_stretch(size_t b0, size_t b1, const Band& band, BackwardCells& backward, SeedBits& may) const;
+  // The ranges of the seeds [b0, b1) whose bits are set, by unit length;
+  // leaves every bit clear.
+  Ranges ranges_of(SeedBits& may, size_t b0, size_t b1) const;
   // Appends what the next stretch found.
   void join(const Found& found);
   Band band_of(uint32_t v1, uint32_t v2) const;
