@@ -909,6 +909,47 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
   }
 }
 
+// A seed whose own cells, forward and backward, reach twice the threshold
+// is let through, whatever the stretches: of a few seeds, of about one
+// word of seeds' bits or two, or as long as suits the units, shared by
+// threads or not. Wide ranges hold it too, whose tables take more lags.
+TEST(SelfAlignmentBound, LetsThroughEverySeedWhoseCellsReachTheThreshold)
+{
+  const Settings settings;
+  const SearchSetup setup(settings);
+  ThreadPool pool(3);
+  size_t reaching = 0;
+  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch&,
+                                 AlignmentBound&) {
+    std::vector<int32_t> min_score(65);
+    for (uint32_t u = 0; u <= 64; ++u)
+      min_score[u] = static_cast<int32_t>(std::max(u, 6u));
+    for (const uint32_t u : {4u, 12u, 23u, 64u}) {
+      const SelfAlignmentBound alone(s, end, setup.scoring, min_score.data(), u, u);
+      const std::vector<int32_t> forward = alone.cells_at_seeds<1>(u), backward = alone.cells_at_seeds<-1>(u);
+      for (const uint32_t u1 : {u, std::min(u, 12u)}) {
+        for (const size_t stretch : {size_t(5), size_t(63), size_t(130), size_t(0)}) {
+          for (ThreadPool* workers : {static_cast<ThreadPool*>(nullptr), &pool}) {
+            const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), u1, std::max(u, 12u), workers,
+                                           stretch);
+            ASSERT_TRUE(bound.bounds(u));
+            SelfAlignmentBound::Reader reader(&bound.may_reach(u));
+            for (size_t b = 0; b + u < text.size(); ++b) {
+              // (Cells the tables do not reach are left at INT32_MAX.)
+              if (forward[b] == INT32_MAX || backward[b] == INT32_MAX ||
+                  int64_t(forward[b]) + backward[b] < 2 * min_score[u])
+                continue;
+              reaching += stretch == 0 && !workers && u1 == u;
+              ASSERT_FALSE(reader.falls_short(b)) << "text " << t << " unit " << u << " from " << u1 << " seed " << b
+                                                  << " stretch " << stretch;
+            }
+          }
+        }
+      }
+    }
+  });
+  EXPECT_GT(reaching, 1000u);
+}
 
 // What the bound says the seeds gain at most, one by one and by runs, is
 // at least what each seed's extension gains each way, as far as the
