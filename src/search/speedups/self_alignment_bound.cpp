@@ -296,12 +296,9 @@ SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, cons
   const size_t blocks = static_cast<size_t>((2 * static_cast<int64_t>(n) + u2) / TOPS_BLOCK + 1);
   tops.forward.assign(blocks, 0);
   tops.backward.assign(blocks, 0);
-  // Each thread keeps the room for the cells of its backward tables from
-  // one stretch to the next.
-  std::vector<BackwardCells> backward(workers ? workers->size() : 1);
-  std::vector<SeedBits> may(backward.size());
+  std::vector<WorkerRoom> room(workers ? workers->size() : 1);
   auto one = [&](size_t i, unsigned int thread) {
-    return bound_stretch(starts[i], std::min(starts[i] + each, n - u1), band, backward[thread], may[thread]);
+    return bound_stretch(starts[i], std::min(starts[i] + each, n - u1), band, room[thread]);
   };
   if (!workers || workers->size() < 2 || starts.size() < 2) {
     for (size_t i = 0; i < starts.size(); ++i)
@@ -391,7 +388,7 @@ SelfAlignmentBound::Band SelfAlignmentBound::band_of(uint32_t v1, uint32_t v2) c
 
 template <typename Row>
 void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowest, const Band& band, size_t margin,
-                                   Row row, int most_lanes) const
+                                   Row row, int most_lanes, Codes* codes) const
 {
   // The residues in the walk's order: x(k) is first[k] forward and
   // first[n - 1 - k] backward. Cell (i, j) is the best prefix score of the
@@ -416,13 +413,19 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
       return BEYOND;
     return code_of(dir > 0 ? first[k] : first[n - 1 - static_cast<size_t>(k)]);
   };
-  // (With the codes of MAX_VECTORS vectors of lanes to spare: see below.)
-  std::vector<int16_t> js(static_cast<size_t>(j_hi - j_lo + MAX_VECTORS * LANES)),
-      is(static_cast<size_t>(i_hi - i_lo + 1 + MAX_VECTORS * LANES));
+  // (With the codes of MAX_VECTORS vectors of lanes to spare, beyond the
+  // record: see below.)
+  Codes own;
+  std::vector<int16_t>& js = (codes ? *codes : own).js;
+  std::vector<int16_t>& is = (codes ? *codes : own).is;
+  js.resize(static_cast<size_t>(j_hi - j_lo + MAX_VECTORS * LANES));
+  is.resize(static_cast<size_t>(i_hi - i_lo + 1 + MAX_VECTORS * LANES));
   for (int64_t j = j_lo; j < j_hi; ++j)
     js[static_cast<size_t>(j - j_lo)] = x(j);
   for (int64_t i = i_hi; i >= i_lo; --i)
     is[static_cast<size_t>(i_hi - i)] = x(i);
+  std::fill(js.begin() + (j_hi - j_lo), js.end(), BEYOND);
+  std::fill(is.begin() + (i_hi - i_lo + 1), is.end(), BEYOND);
 
   // Six antidiagonals, by t mod 6, of cells h = -1 .. H (index h + 1):
   // each keeps one parity, so that its cells outside the band stay 0,
@@ -499,8 +502,10 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
 }
 
 SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1, const Band& band,
-                                                            BackwardCells& backward, SeedBits& may) const
+                                                            WorkerRoom& worker) const
 {
+  BackwardCells& backward = worker.backward;
+  SeedBits& may = worker.may;
   // The seed [b, b + u) starts the forward table at (b, b + u), on
   // antidiagonal t = 2b + u, and the backward one at (n - b - u, n - b), on
   // 2n - t; on both its cell is h = (u - p) / 2, p the parity of t.
@@ -561,7 +566,7 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
       backward.cells.resize(std::min(room * static_cast<size_t>(stride), std::max(2 * backward.cells.size(), end)));
     copy_blocks(c + h0[p], backward.cells.data() + (end - static_cast<size_t>(stride)), stride);
     backward.slot[static_cast<size_t>(forward_t - t_lo)] = kept++;
-  });
+  }, 32, &worker.codes);
   std::vector<int16_t> same(static_cast<size_t>(stride));
   const size_t words = (seeds + 63) / 64, k = u2 - u1 + 1;
   if (may.bits.size() < words * k) {
@@ -613,7 +618,7 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
         may.lo[u] = std::min(may.lo[u], w);
         may.hi[u] = std::max(may.hi[u], w);
       }
-  });
+  }, 32, &worker.codes);
   Found found{ranges_of(may, b0, b1), {}};
   Tops& stretch_tops = found.tops;
   stretch_tops.first = static_cast<size_t>(t_lo / TOPS_BLOCK);

@@ -117,9 +117,14 @@ class SelfAlignmentBound {
   // lags from lowest to u2 (and one more of the other parity). Narrow
   // antidiagonals are kept in vectors of up to most_lanes lanes (32 or 16)
   // where the processor has them; 0 keeps them in memory.
+  // codes, if given, is the room for the residues' codes, kept from one
+  // table to the next.
+  struct Codes {
+    std::vector<int16_t> js, is;
+  };
   template <typename Row>
   void run_table(int dir, size_t i0, size_t i1, uint32_t lowest, const Band& band, size_t margin, Row row,
-                 int most_lanes = 32) const;
+                 int most_lanes = 32, Codes* codes = nullptr) const;
   // Ranges of seeds by unit length, as in may_reach.
   using Ranges = std::vector<std::vector<uint32_t>>;
   // The highest cells at the seeds' starts, each way, by blocks of
@@ -155,9 +160,17 @@ class SelfAlignmentBound {
     std::vector<uint64_t> bits;
     std::vector<uint32_t> lo, hi;
   };
-  // The seeds of [b0, b1) that may reach the threshold; backward: room for
-  // the cells of the backward table; may: for the seeds' bits, all clear.
-  Found bound_stretch(size_t b0, size_t b1, const Band& band, BackwardCells& backward, SeedBits& may) const;
+  // What a worker keeps from one stretch to the next, so that it neither
+  // asks for memory nor clears it again: the room for the cells of its
+  // backward tables, for the seeds' bits (all clear between stretches) and
+  // for the residues' codes.
+  struct WorkerRoom {
+    BackwardCells backward;
+    SeedBits may;
+    Codes codes;
+  };
+  // The seeds of [b0, b1) that may reach the threshold.
+  Found bound_stretch(size_t b0, size_t b1, const Band& band, WorkerRoom& room) const;
   // The ranges of the seeds [b0, b1) whose bits are set, by unit length;
   // leaves every bit clear.
   Ranges ranges_of(SeedBits& may, size_t b0, size_t b1) const;
