@@ -116,9 +116,8 @@ class SelfAlignmentBound {
   // lag 2h + p (p the parity of t) is c[h], top the highest of its cells of
   // lags from lowest to u2 (and one more of the other parity). Narrow
   // antidiagonals are kept in vectors of up to most_lanes lanes (32 or 16)
-  // where the processor has them; 0 keeps them in memory.
-  // codes, if given, is the room for the residues' codes, kept from one
-  // table to the next.
+  // where the processor has them; 0 keeps them in memory. codes, if given,
+  // is the room for the codes of the residues that the table pairs.
   struct Codes {
     std::vector<int16_t> js, is;
   };
@@ -170,7 +169,7 @@ class SelfAlignmentBound {
     Codes codes;
   };
   // The seeds of [b0, b1) that may reach the threshold.
-  Found bound_stretch(size_t b0, size_t b1, const Band& band, WorkerRoom& room) const;
+  Found bound_stretch(size_t b0, size_t b1, const Band& band, WorkerRoom& worker) const;
   // The ranges of the seeds [b0, b1) whose bits are set, by unit length;
   // leaves every bit clear.
   Ranges ranges_of(SeedBits& may, size_t b0, size_t b1) const;
