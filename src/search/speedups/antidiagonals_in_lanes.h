@@ -59,8 +59,10 @@ __attribute__((target(LANES_TARGET))) void antidiagonals_in_lanes(const LanesSha
     // above once read; before is the vector one above that came before.
     auto pass = [&](auto lower_lane) __attribute__((target(LANES_TARGET), always_inline)) {
       V before = zero;
-      LANES_UNROLL
-      for (int j = 0; j < K; ++j) {
+      // Vector j of the antidiagonal; last: the band's last one, cut to
+      // it; seen: one in the window. Where the calls below give them as
+      // constants, the vector's code asks neither.
+      auto step = [&](int j, bool last, bool seen) __attribute__((target(LANES_TARGET), always_inline)) {
         V J, I, two_above;
         std::memcpy(&J, jc + W * j, sizeof J);
         std::memcpy(&I, ic + W * j, sizeof I);
@@ -70,22 +72,41 @@ __attribute__((target(LANES_TARGET))) void antidiagonals_in_lanes(const LanesSha
           std::memcpy(&two_above, cells + W * j, sizeof two_above);
         const V one_above = above[j];
         const V other = lower_lane ? __builtin_shuffle(before, one_above, up)
-                                   : __builtin_shuffle(one_above, j + 1 < K ? above[j + 1] : zero, down);
+                                   : __builtin_shuffle(one_above, last ? zero : above[j + 1], down);
         const V diagonal = diagonal_step(two_above, J, I, mismatch_costs, two);
         const V gapped = less(one_above > other ? one_above : other, gaps);
         V cell = diagonal > gapped ? diagonal : gapped;
         cell = cell < caps ? cell : caps;
-        if (j == K - 1)
+        if (last)
           cell &= band[p];
         std::memcpy(cells + W * j, &cell, sizeof cell);
-        if (j >= window_from[p] && j <= window_to[p]) {
-          const V seen = cell & window[p][j];
-          most = most > seen ? most : seen;
+        if (seen) {
+          const V in_window = cell & window[p][j];
+          most = most > in_window ? most : in_window;
         }
         if constexpr (IN_REGISTERS)
           above2[j] = one_above;
         above[j] = cell;
         before = one_above;
+      };
+      if constexpr (K <= 16) {
+        // Unrolled whole (where the build unrolls), each vector knows
+        // which it is.
+        LANES_UNROLL
+        for (int j = 0; j < K; ++j)
+          step(j, j == K - 1, j >= window_from[p] && j <= window_to[p]);
+      } else {
+        // Too many to unroll: the loop is split where the window begins
+        // and ends, and the last vector is made on its own.
+        const int from = std::min(window_from[p], K - 1), to = std::min(window_to[p] + 1, K - 1);
+        int j = 0;
+        for (; j < from; ++j)
+          step(j, false, false);
+        for (; j < to; ++j)
+          step(j, false, true);
+        for (; j < K - 1; ++j)
+          step(j, false, false);
+        step(K - 1, true, window_from[p] <= K - 1 && window_to[p] >= K - 1);
       }
     };
     if (lower[p])
