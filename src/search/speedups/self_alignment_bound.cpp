@@ -229,7 +229,9 @@ __attribute__((target("arch=x86-64-v4"), always_inline)) inline Lanes diagonal_s
 } // namespace in_512_bits
 
 // With 256-bit vectors only: the tables in half vectors, the diagonal step
-// blended by a compare.
+// blended by a compare. It adds the match's gain or the mismatch's loss
+// with sign, and may fall below 0: the gap's step, never below 0, then
+// lifts the cell to 0 as the step without sign would (one operation less).
 namespace in_256_bits {
 using half_lanes::highest_lane;
 using half_lanes::less;
@@ -237,8 +239,8 @@ __attribute__((target("arch=x86-64-v3"), always_inline)) inline HalfLanes diagon
     HalfLanes from, HalfLanes J, HalfLanes I, HalfLanes costs, HalfLanes two)
 {
   const __m256i differ = _mm256_cmpeq_epi16(_mm256_and_si256((__m256i)J, (__m256i)I), _mm256_setzero_si256());
-  return (HalfLanes)_mm256_blendv_epi8(_mm256_adds_epu16((__m256i)from, (__m256i)two),
-                                       _mm256_subs_epu16((__m256i)from, (__m256i)costs), differ);
+  const __m256i lost = _mm256_sub_epi16(_mm256_setzero_si256(), (__m256i)costs);
+  return (HalfLanes)_mm256_add_epi16((__m256i)from, _mm256_blendv_epi8((__m256i)two, lost, differ));
 }
 #define LANES_TARGET "arch=x86-64-v3"
 #include "search/speedups/antidiagonals_in_lanes.h"
