@@ -842,6 +842,30 @@ TEST(SelfAlignmentBound, LongUnitCellsInLanesAreThoseOfPlainTables)
   }
 }
 
+// Arrays whose period lies at the far edge of a band of more than 16
+// vectors, where the last vector of each antidiagonal is cut to the band
+// and made apart from the others, give the same cells in lanes as through
+// memory: for units of 500, lags of about 200 to 800 in 19 half vectors,
+// the last from about 775 on, whose cells below the cap reach lag 500
+// through gaps.
+TEST(SelfAlignmentBound, CellsAtTheFarEdgeOfWideBandsInLanesAreThoseOfPlainTables)
+{
+  const SearchSetup setup{Settings{}};
+  const uint32_t u = 500;
+  std::vector<int32_t> min_score(u + 1, static_cast<int32_t>(u));
+  for (size_t period : {780u, 790u, 798u})
+    for (size_t length : {2400u, 2700u, 3000u}) {
+      const std::string text = minisatellite(period, length, period + length);
+      const char* s = text.data();
+      const SelfAlignmentBound bound(s, s + text.size(), setup.scoring, min_score.data(), u, u);
+      const std::vector<int32_t> forward = bound.cells_at_seeds<1>(u), backward = bound.cells_at_seeds<-1>(u);
+      for (int most_lanes : {32, 16}) {
+        ASSERT_EQ(bound.cells_at_seeds<1>(u, most_lanes), forward) << period << " " << length << " " << most_lanes;
+        ASSERT_EQ(bound.cells_at_seeds<-1>(u, most_lanes), backward) << period << " " << length << " " << most_lanes;
+      }
+    }
+}
+
 // The seeds that the bound built by stretches turns away all extend to
 // scores below the threshold, over stretches of 5 and 100 seeds, and
 // threads that share the stretches find the same; in random sequence it

@@ -97,7 +97,10 @@ __attribute__((target(LANES_TARGET))) void antidiagonals_in_lanes(const LanesSha
           step(j, j == K - 1, j >= window_from[p] && j <= window_to[p]);
       } else {
         // Too many to unroll: the loop is split where the window begins
-        // and ends, and the last vector is made on its own.
+        // and ends, and the last vector, cut to the band, is made on its
+        // own, taken into the window's highest cell whether or not the
+        // window reaches it (its mask has lanes there only where gaps cost
+        // so much that the band ends just past the window).
         const int from = std::min(window_from[p], K - 1), to = std::min(window_to[p] + 1, K - 1);
         int j = 0;
         for (; j < from; ++j)
@@ -106,7 +109,7 @@ __attribute__((target(LANES_TARGET))) void antidiagonals_in_lanes(const LanesSha
           step(j, false, true);
         for (; j < K - 1; ++j)
           step(j, false, false);
-        step(K - 1, true, window_from[p] <= K - 1 && window_to[p] >= K - 1);
+        step(K - 1, true, true);
       }
     };
     if (lower[p])
