@@ -866,6 +866,52 @@ TEST(SelfAlignmentBound, CellsAtTheFarEdgeOfWideBandsInLanesAreThoseOfPlainTable
     }
 }
 
+// Where gaps cost so much that the band ends just past the window, the
+// window reaches into the last vector: for units 192-700 with indels of
+// -100, lags of about 185 to 723 in 17 half vectors. The bound lets the
+// same seeds through, with the same gains, in lanes as through memory.
+TEST(SelfAlignmentBound, WindowInTheLastVectorOfAWideBandGivesTheSameSeedsInLanes)
+{
+  Settings settings;
+  settings.indel_score = -100;
+  const SearchSetup setup(settings);
+  const uint32_t u1 = 192, u2 = 700;
+  std::vector<int32_t> min_score(u2 + 1);
+  for (uint32_t u = 0; u <= u2; ++u)
+    min_score[u] = static_cast<int32_t>(u);
+  for (size_t period : {696u, 700u}) {
+    // Three copies with 5% substitutions (no indels, which cost too much
+    // here), between random flanks.
+    TestRandom random{period};
+    std::string unit, text;
+    while (unit.size() < period)
+      unit += random.base();
+    for (int i = 0; i < 200; ++i)
+      text += random.base();
+    for (size_t i = 0; i < 3 * period; ++i)
+      text += random.next() % 20 == 0 ? random.base() : unit[i % period];
+    for (int i = 0; i < 200; ++i)
+      text += random.base();
+    const char* s = text.data();
+    const char* end = s + text.size();
+    const SelfAlignmentBound plain(s, end, setup.scoring, min_score.data(), u1, u2, nullptr, 0,
+                                   SelfAlignmentBound::KEPT_CELLS, 0);
+    for (int most_lanes : {32, 16}) {
+      const SelfAlignmentBound in_lanes(s, end, setup.scoring, min_score.data(), u1, u2, nullptr, 0,
+                                        SelfAlignmentBound::KEPT_CELLS, most_lanes);
+      for (uint32_t u = u1; u <= u2; ++u) {
+        ASSERT_EQ(in_lanes.may_reach(u), plain.may_reach(u)) << period << " " << u << " " << most_lanes;
+        for (size_t b = 0; b + u < text.size(); b += 97) {
+          const GainBounds a = in_lanes.most_gained(b, 16, u), e = plain.most_gained(b, 16, u);
+          ASSERT_EQ(a.forward, e.forward) << period << " " << u << " " << b;
+          ASSERT_EQ(a.backward, e.backward) << period << " " << u << " " << b;
+        }
+      }
+    }
+    ASSERT_FALSE(plain.may_reach(period).empty()) << period;
+  }
+}
+
 // The seeds that the bound built by stretches turns away all extend to
 // scores below the threshold, over stretches of 5 and 100 seeds, and
 // threads that share the stretches find the same; in random sequence it

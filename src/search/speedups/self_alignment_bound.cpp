@@ -270,8 +270,9 @@ struct SelfAlignmentBound::Band {
 
 SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, const Scoring& sc,
                                        const int32_t* min_score, uint32_t u1, uint32_t u2, ThreadPool* workers,
-                                       size_t stretch, size_t kept_cells)
-    : first(first), n(static_cast<size_t>(last - first)), stretch(stretch), kept_cells(kept_cells), u1(u1), u2(u2),
+                                       size_t stretch, size_t kept_cells, int most_lanes)
+    : first(first), n(static_cast<size_t>(last - first)), stretch(stretch), kept_cells(kept_cells),
+      most_lanes(most_lanes), u1(u1), u2(u2),
       mismatch_cost(std::min(-sc.mismatch - 1, MAX_CAP + 8)), gap_cost(std::min(-sc.indel - 1, MAX_CAP + 8)),
       min_score(min_score), P(sc.prefer_longer), g(-sc.indel), bounded(u2 - u1 + 1), reaching(u2 - u1 + 1)
 {
@@ -568,7 +569,7 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
       backward.cells.resize(std::min(room * static_cast<size_t>(stride), std::max(2 * backward.cells.size(), end)));
     copy_blocks(c + h0[p], backward.cells.data() + (end - static_cast<size_t>(stride)), stride);
     backward.slot[static_cast<size_t>(forward_t - t_lo)] = kept++;
-  }, 32, &worker.codes);
+  }, most_lanes, &worker.codes);
   std::vector<int16_t> same(static_cast<size_t>(stride));
   const size_t words = (seeds + 63) / 64, k = u2 - u1 + 1;
   if (may.bits.size() < words * k) {
@@ -620,7 +621,7 @@ SelfAlignmentBound::Found SelfAlignmentBound::bound_stretch(size_t b0, size_t b1
         may.lo[u] = std::min(may.lo[u], w);
         may.hi[u] = std::max(may.hi[u], w);
       }
-  }, 32, &worker.codes);
+  }, most_lanes, &worker.codes);
   Found found{ranges_of(may, b0, b1), {}};
   Tops& stretch_tops = found.tops;
   stretch_tops.first = static_cast<size_t>(t_lo / TOPS_BLOCK);

@@ -43,10 +43,12 @@ class SelfAlignmentBound {
   // For the seeds of unit lengths [u1, u2] of the record [first, last),
   // with the thresholds min_score[u]; workers, if given, share the work,
   // by stretches of this many seeds (0: as many as suit the unit lengths),
-  // each worker keeping at most kept_cells cells of its backward tables.
+  // each worker keeping at most kept_cells cells of its backward tables;
+  // the tables' antidiagonals are kept in vectors of up to most_lanes lanes
+  // (see cells_at_seeds), which tests choose to compare.
   SelfAlignmentBound(const char* first, const char* last, const Scoring& g, const int32_t* min_score, uint32_t u1,
                      uint32_t u2, ThreadPool* workers = nullptr, size_t stretch = 0,
-                     size_t kept_cells = KEPT_CELLS);
+                     size_t kept_cells = KEPT_CELLS, int most_lanes = 32);
 
   // The backward cells a worker keeps by default (8 MB): in sequence
   // without repeats it keeps hardly any.
@@ -182,6 +184,7 @@ class SelfAlignmentBound {
 
   const char* const first;
   const size_t n, stretch, kept_cells;
+  const int most_lanes;
   const uint32_t u1, u2;
   int32_t mismatch_cost, gap_cost; // m - 1, g - 1
   const int32_t* min_score;
