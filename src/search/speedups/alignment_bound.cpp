@@ -201,8 +201,9 @@ IN_LANES __attribute__((always_inline)) inline Carried step_carry_and_cut_in_lan
 // bits but not 32. These vectors shift lanes only within their halves of
 // 8, so a block carries within its halves by doubling steps, then from the
 // lower half into the upper one. They have no masked loads and stores: the
-// buffers of a row keep room for a block past its end (PAST_ROW), and the
-// lanes past the row are left out of the cut.
+// buffers of a row keep room for a block past its end (PAST_ROW), the lanes
+// past the row above are read as dead, and those past the new row hold the
+// carry of its last cell, cut to the floor like the others.
 #define IN_HALF_VECTORS __attribute__((target("arch=x86-64-v3")))
 
 // Lanes [0, n) of a block, n <= 16.
@@ -257,21 +258,25 @@ IN_HALF_VECTORS __attribute__((always_inline)) inline __m256i carry_and_cut_half
   return x;
 }
 
-// The carry past lane l of carried cells, and the highest lane of top, as
-// cells.
-IN_HALF_VECTORS inline int32_t carry_past16(__m256i x, size_t l, int32_t gap)
-{
-  alignas(32) int16_t cells[16];
-  _mm256_store_si256(reinterpret_cast<__m256i*>(cells), x);
-  return cell_of16(std::max<int32_t>(cells[l] + gap, DEAD16));
-}
+// The highest lane of top, as a cell.
 IN_HALF_VECTORS inline int32_t highest_in_halves16(__m256i top)
 {
   return highest_of_8(_mm_max_epi16(_mm256_castsi256_si128(top), _mm256_extracti128_si256(top, 1)));
 }
 
+// step_carry_and_cut_in_half_vectors gives the carry past a row's last cell
+// in cells of the row, stored by whole blocks; the buffers of rows keep room
+// for those of this much carry (above low, below enough).
+inline size_t carried_cells(int32_t low, int64_t enough, int32_t gap)
+{
+  return static_cast<size_t>((enough - low) / -gap) + 1;
+}
+
 // step_carry_and_cut_in_lanes in half vectors; row, next, u and v have room
-// for a block past the row.
+// for a block past the row, and next for the carry's cells past it too
+// (carried_cells): they are made here by whole blocks, which the next row
+// reads back as they were stored, where cells appended one by one would
+// have to leave the store queue first.
 IN_HALF_VECTORS __attribute__((always_inline)) inline Carried step_carry_and_cut_in_half_vectors(
     const int16_t* row, int16_t* next, const char* u, const char* v, size_t width, char r, int32_t differ,
     int32_t indel, int32_t low)
@@ -303,8 +308,16 @@ IN_HALF_VECTORS __attribute__((always_inline)) inline Carried step_carry_and_cut
   size_t j = 0;
   for (; j + 16 <= width; j += 16)
     block(j, all, all);
-  const size_t last = width - j;
-  c.carry = carry_past16(block(j, half_lanes_of(last), half_lanes_of(last + 1)), last, indel);
+  // The last block's lanes past the new row take the carry, and further
+  // blocks while it lives. (A row ends where its carry falls to the floor,
+  // so the new row's last cell lies at most a match above it, and its carry
+  // lives for a cell or two: never more than one further block.)
+  block(j, half_lanes_of(width - j), all);
+  while (static_cast<int16_t>(_mm256_extract_epi16(carry, 0)) > low) {
+    j += 16;
+    carry_and_cut_half_block16(dead, all, next, j, indel, low, carry, top, c);
+  }
+  c.carry = DEAD;
   c.top = highest_in_halves16(top);
   return c;
 }
@@ -381,12 +394,13 @@ enum class RowsEnd { MADE, STOPPED, NO_CELLS_LEFT, ENOUGH };
 // residue takes as many cells as the row had, and then columns(lo) gives
 // the unit characters that the row's columns read from lo on. step makes
 // the next row, carried and cut, from the row, as
-// step_carry_and_cut_in_lanes does. Inlined into a loop of its own for each
-// kind of lanes, which keeps the kernel's constants from row to row.
+// step_carry_and_cut_in_lanes does; the new row's buffer keeps room for
+// past_row cells past it. Inlined into a loop of its own for each kind of
+// lanes, which keeps the kernel's constants from row to row.
 template <int Dir, class Rows, class Columns, class Step>
 __attribute__((always_inline)) inline RowsEnd step_rows(Rows& rows, RowsRun& run, const char* bound, size_t most_rows,
                                                         Columns& columns, Step step, int32_t mismatch, int32_t indel,
-                                                        int32_t low, int64_t enough)
+                                                        int32_t low, int64_t enough, size_t past_row = PAST_ROW)
 {
   for (size_t made = 0; made < most_rows; ++made, run.at += Dir) {
     if (rows.width == 0 || run.at == bound)
@@ -399,7 +413,7 @@ __attribute__((always_inline)) inline RowsEnd step_rows(Rows& rows, RowsRun& run
     const char x = *run.at;
     const int32_t differ = x == 'N' ? 0 : mismatch;
     make_room(rows.row, rows.off + rows.width + PAST_ROW);
-    make_room(rows.next, rows.width + 1 + PAST_ROW);
+    make_room(rows.next, rows.width + 1 + past_row);
     const Carried c = step(rows.row.data() + rows.off, rows.next.data(), uv.first, uv.second, rows.width, x, differ,
                            indel, low);
     rows.row.swap(rows.next);
@@ -440,7 +454,9 @@ IN_HALF_VECTORS RowsEnd step_rows_in_half_vectors(Rows& rows, RowsRun& run, cons
                                                   int64_t enough)
 {
   auto step = [](auto... a) IN_HALF_VECTORS { return step_carry_and_cut_in_half_vectors(a...); };
-  return step_rows<Dir>(rows, run, bound, most_rows, columns, step, mismatch, indel, low, enough);
+  // The carry's cells past the row, and the blocks they start and end in.
+  const size_t past_row = carried_cells(low, enough, indel) + 2 * PAST_ROW;
+  return step_rows<Dir>(rows, run, bound, most_rows, columns, step, mismatch, indel, low, enough, past_row);
 }
 #endif
 
