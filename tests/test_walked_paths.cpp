@@ -1067,6 +1067,46 @@ TEST(SelfAlignmentBound, MostGainedIsAtLeastWhatEachSeedGains)
   EXPECT_GT(random_bounded * 10, random_seeds * 9);
 }
 
+// A record whose score after its forward way lies too far below the
+// threshold for what its copies let it gain backward is turned away
+// unextended backward: exactly the records that the whole extension would
+// have turned away, and some of them.
+TEST(SelfAlignmentBound, RecordsTurnedAwayAfterTheForwardWayAreThoseThatFallShort)
+{
+  const Settings settings;
+  const SearchSetup setup(settings);
+  size_t turned_away = 0;
+  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch& c,
+                                 AlignmentBound&) {
+    std::vector<int32_t> min_score(65);
+    for (uint32_t u = 0; u <= 64; ++u)
+      min_score[u] = static_cast<int32_t>(std::max(u, 6u));
+    const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), 12, 64, nullptr, 100);
+    for (uint32_t u : {12u, 23u, 47u, 64u}) {
+      const int32_t S = min_score[u];
+      const SeedFilter filter(s, end, u, S, setup.scoring, &bound);
+      for (size_t b = t % 3; b + u < text.size(); b += 3) {
+        if (text.find('N', b) < b + u)
+          continue;
+        const int64_t most_backward = filter.most_gained_backward(s + b);
+        Repeat whole, cut;
+        whole.init(s + b, s + b + u);
+        cut.init(s + b, s + b + u);
+        const bool accepted = extend_seed(c, c.scratch[0], whole, S, 0);
+        ASSERT_EQ(extend_seed(c, c.scratch[0], cut, S, 0, nullptr, most_backward), accepted)
+            << "text " << t << " unit " << u << " seed " << b;
+        if (accepted) {
+          ASSERT_EQ(cut.sat_begin, whole.sat_begin) << "text " << t << " unit " << u << " seed " << b;
+          ASSERT_EQ(cut.score, whole.score) << "text " << t << " unit " << u << " seed " << b;
+        }
+        const Extended e = extend_both_ways(c, s, end, s + b, u);
+        turned_away += e.forward < S && e.forward + most_backward < S;
+      }
+    }
+  });
+  EXPECT_GT(turned_away, 0u);
+}
+
 // The chunks of a pass walked with workers cover its seeds after the first
 // ones, each once and in order, none longer than the size; where only some
 // seeds are let through, none holds more than its share of them, however

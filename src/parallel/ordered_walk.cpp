@@ -202,7 +202,8 @@ void OrderedWalk::speculate(Chunk& chunk, unsigned int thread)
 {
   Repeat* sat = ahead.spare;
   sat->init(s + b, s + b + u);
-  if (!extend_seed(pass.search, ahead.scratch, *sat, pass.min_score, pass.min_length, &ahead.references)) {
+  if (!extend_seed(pass.search, ahead.scratch, *sat, pass.min_score, pass.min_length, &ahead.references,
+                   ahead.filter.most_gained_backward(s + b))) {
     chunk.outcome[b - chunk.begin] = SeedsAhead::FAILED;
     return;
   }

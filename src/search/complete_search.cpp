@@ -35,7 +35,7 @@ void list_in_order(const RecordSearch& search, SearchScratch& scratch, Repeat& s
 }
 
 bool extend_seed(const RecordSearch& search, SearchScratch& scratch, Repeat& sat, int32_t min_score,
-                 int32_t min_length, ByReference* by_reference)
+                 int32_t min_length, ByReference* by_reference, int64_t most_backward)
 {
   const char* first = search.seq.residues.data();
   const char* last = first + search.seq.residues.size();
@@ -44,6 +44,11 @@ bool extend_seed(const RecordSearch& search, SearchScratch& scratch, Repeat& sat
   if (followed)
     followed->edits.clear();
   search.extend_imperfect_forward(sat, last, scratch, followed);
+  // The record ends with a score that its backward extension reaches
+  // (trimming leaves it as it is), which is sure to stay below the
+  // threshold where the gain backward is bounded too low.
+  if (sat.score < min_score && sat.score + most_backward < min_score)
+    return false;
   const uint32_t forward = sat.missense_list.size();
   search.extend_imperfect_backward(sat, first - 1, scratch, followed);
   trim_Ns(sat);
@@ -121,7 +126,8 @@ void SeedPass::walk(size_t b0, size_t b1, SeedsAhead* ahead)
     Repeat* sat = spare ? spare : repeat_pool.get_new(s + b, s + b + u);
     sat->init(s + b, s + b + u);
     spare = sat;
-    if (!extend_seed(search, scratch, *sat, min_score, min_length, &by_reference))
+    if (!extend_seed(search, scratch, *sat, min_score, min_length, &by_reference,
+                     filter.most_gained_backward(s + b)))
       continue;
     spare = nullptr;
     commit(sat, b1, by_reference.followed.edits);

@@ -26,9 +26,13 @@ struct ByReference {
 // unless by_reference is given and the record has more edits than a short
 // list holds: then some may be left there. The outcome depends on the
 // sequence, the seed and the settings only, so any thread may compute it
-// ahead of its turn.
+// ahead of its turn. most_backward, if known, bounds what the extension
+// gains backward from a score below min_score (SeedFilter): where the score
+// reached forward is too low for it, the record is turned away unextended
+// backward.
 bool extend_seed(const RecordSearch& search, SearchScratch& scratch, Repeat& sat, int32_t min_score,
-                 int32_t min_length, ByReference* by_reference = nullptr);
+                 int32_t min_length, ByReference* by_reference = nullptr,
+                 int64_t most_backward = GainBounds::UNBOUNDED);
 
 // Puts the edits listed by reference, if any, into the record's list, which
 // it then sorts into sequence order; forward is the number of its entries

@@ -31,6 +31,12 @@ class SeedFilter {
   // The first seed from b on (an offset into the record) that the record's
   // alignment with itself lets through: every seed before it falls short.
   size_t let_through_from(size_t b) { return self_alignment.let_through_from(b); }
+  // What the extension of the seed [b, b + u) gains at most going backward,
+  // from any score below the threshold that it reached forward.
+  int64_t most_gained_backward(const char* b) const
+  {
+    return most_gained(static_cast<size_t>(b - first), 1).backward;
+  }
 
  private:
   // The bound from the unit's words met around the seed; where it cannot
