@@ -335,6 +335,16 @@ std::string minisatellite(size_t unit_length, size_t length, uint64_t state)
   return s;
 }
 
+// The default thresholds of the unit lengths up to 64: the unit length,
+// and at least 6.
+std::vector<int32_t> default_min_scores()
+{
+  std::vector<int32_t> min_score(65);
+  for (uint32_t u = 0; u <= 64; ++u)
+    min_score[u] = static_cast<int32_t>(std::max(u, 6u));
+  return min_score;
+}
+
 // Calls f(t, text, s, end, search, bound) for each text the alignment
 // bound is tried on: random sequence, minisatellite arrays of units of 23,
 // 64 and 47, and real windows (E. coli, human blocks, flanks with an N run).
@@ -925,9 +935,7 @@ TEST(SelfAlignmentBound, TurnsAwayOnlySeedsThatFallShort)
   size_t random_seeds = 0, random_turned_away = 0;
   for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch& c,
                                  AlignmentBound&) {
-    std::vector<int32_t> min_score(65);
-    for (uint32_t u = 0; u <= 64; ++u)
-      min_score[u] = static_cast<int32_t>(std::max(u, 6u));
+    const std::vector<int32_t> min_score = default_min_scores();
     ThreadPool pool(3);
     struct Range {
       uint32_t u1, u2;
@@ -991,9 +999,7 @@ TEST(SelfAlignmentBound, LetsThroughEverySeedWhoseCellsReachTheThreshold)
   size_t reaching = 0;
   for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch&,
                                  AlignmentBound&) {
-    std::vector<int32_t> min_score(65);
-    for (uint32_t u = 0; u <= 64; ++u)
-      min_score[u] = static_cast<int32_t>(std::max(u, 6u));
+    const std::vector<int32_t> min_score = default_min_scores();
     for (const uint32_t u : {4u, 12u, 23u, 64u}) {
       const SelfAlignmentBound alone(s, end, setup.scoring, min_score.data(), u, u);
       const std::vector<int32_t> forward = alone.cells_at_seeds<1>(u), backward = alone.cells_at_seeds<-1>(u);
@@ -1033,9 +1039,7 @@ TEST(SelfAlignmentBound, MostGainedIsAtLeastWhatEachSeedGains)
   ThreadPool pool(3);
   for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch& c,
                                  AlignmentBound&) {
-    std::vector<int32_t> min_score(65);
-    for (uint32_t u = 0; u <= 64; ++u)
-      min_score[u] = static_cast<int32_t>(std::max(u, 6u));
+    const std::vector<int32_t> min_score = default_min_scores();
     const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), 12, 64, nullptr, 100);
     const SelfAlignmentBound shared(s, end, setup.scoring, min_score.data(), 12, 64, &pool, 100);
     for (uint32_t u : {12u, 16u, 31u, 47u, 64u}) {
@@ -1078,9 +1082,7 @@ TEST(SelfAlignmentBound, RecordsTurnedAwayAfterTheForwardWayAreThoseThatFallShor
   size_t turned_away = 0;
   for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch& c,
                                  AlignmentBound&) {
-    std::vector<int32_t> min_score(65);
-    for (uint32_t u = 0; u <= 64; ++u)
-      min_score[u] = static_cast<int32_t>(std::max(u, 6u));
+    const std::vector<int32_t> min_score = default_min_scores();
     const SelfAlignmentBound bound(s, end, setup.scoring, min_score.data(), 12, 64, nullptr, 100);
     for (uint32_t u : {12u, 23u, 47u, 64u}) {
       const int32_t S = min_score[u];
