@@ -1074,7 +1074,8 @@ TEST(SelfAlignmentBound, MostGainedIsAtLeastWhatEachSeedGains)
 // A record whose score after its forward way lies too far below the
 // threshold for what its copies let it gain backward is turned away
 // unextended backward: exactly the records that the whole extension would
-// have turned away, and some of them.
+// have turned away, and some of them; a bound equal to the gain turns none
+// away.
 TEST(SelfAlignmentBound, RecordsTurnedAwayAfterTheForwardWayAreThoseThatFallShort)
 {
   const Settings settings;
@@ -1103,6 +1104,14 @@ TEST(SelfAlignmentBound, RecordsTurnedAwayAfterTheForwardWayAreThoseThatFallShor
         }
         const Extended e = extend_both_ways(c, s, end, s + b, u);
         turned_away += e.forward < S && e.forward + most_backward < S;
+        // A bound that is exactly the gain backward, with the threshold
+        // exactly at the record's score: the record reaches it.
+        if (e.score > e.forward && accepted) {
+          Repeat tight;
+          tight.init(s + b, s + b + u);
+          ASSERT_TRUE(extend_seed(c, c.scratch[0], tight, e.score, 0, nullptr, e.score - e.forward))
+              << "text " << t << " unit " << u << " seed " << b;
+        }
       }
     }
   });
