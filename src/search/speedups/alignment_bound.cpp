@@ -376,6 +376,28 @@ inline int32_t cut_to_living(Rows& rows, Carried c, int32_t gap, int32_t low)
   return c.top;
 }
 
+// Columns [from, to) of a run's table: column j reads q[j] (in walk order
+// Dir) below own, then repeats the column period before it. Made by whole
+// stretches, from locals: cell by cell through the table's vectors, each
+// store of a character would make the compiler load them again.
+template <int Dir>
+void repeated_columns(char* column, size_t from, size_t to, size_t own, size_t period, const char* q)
+{
+  size_t j = from;
+  if (Dir > 0 && j < own) {
+    const size_t end = std::min(to, own);
+    std::copy(q + j, q + end, column + j);
+    j = end;
+  }
+  for (; j < std::min(to, own); ++j)
+    column[j] = *(q - j);
+  // Stretches of at most a period copy columns made before them.
+  for (size_t n; j < to; j += n) {
+    n = std::min(period, to - j);
+    std::copy(column + j - period, column + j - period + n, column + j);
+  }
+}
+
 // Rows stepped over residues, one after another: the residue at, the best
 // score so far, the cells the rows may still take, and the living cells
 // of the rows made.
@@ -623,17 +645,15 @@ int64_t AlignmentBound::stretch_best_score_in(Rows<Cell>& rows, const char* b0, 
   unit.clear();
   other.clear();
   auto make_columns = [&](size_t columns) {
-    size_t j = unit.size();
+    const size_t j = unit.size();
     if (j >= columns)
       return;
     // (By 64 or more at a time.)
     columns = std::max(columns, j + 64);
     unit.resize(columns);
     other.resize(columns);
-    for (; j < columns; ++j) {
-      unit[j] = j < u ? q[Dir * static_cast<ptrdiff_t>(j)] : unit[j - u];
-      other[j] = j < k - 1 + u ? q[Dir * static_cast<ptrdiff_t>(j)] : other[j - u];
-    }
+    repeated_columns<Dir>(unit.data(), j, columns, u, u, q);
+    repeated_columns<Dir>(other.data(), j, columns, k - 1 + u, u, q);
   };
   std::vector<Cell>& row = rows.row;
   std::vector<Cell>& next = rows.next;
