@@ -336,8 +336,15 @@ TEST(LookAheadMemo, FindsOnlyThePointItKept)
     found += memo.find(text.data() + 6 + other, 7, 2, gain);
   }
   EXPECT_EQ(found, 0u);
-  memo.start();
-  EXPECT_FALSE(memo.find(text.data() + 5, 7, 2, gain));
+  // Nor in any later extension, however many there are.
+  for (int extension = 0; extension < 600; ++extension) {
+    memo.start();
+    ASSERT_FALSE(memo.find(text.data() + 5, 7, 2, gain)) << extension;
+  }
+  // Points of units longer than the tags hold are not kept.
+  memo.keep(text.data() + 5, 70000, 2, 13);
+  EXPECT_FALSE(memo.find(text.data() + 5, 70000, 2, gain));
+  EXPECT_FALSE(memo.find(text.data() + 5, 70000 - 65536, 2, gain));
 }
 
 // The exact phase by blocks of 16 residues stops where the one that walks

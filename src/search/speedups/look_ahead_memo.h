@@ -20,9 +20,7 @@ class LookAheadMemo {
   // Forgets the gains of the last extension.
   void start()
   {
-    if (slots.empty())
-      slots.resize(SLOTS);
-    if (++generation == 0) {
+    if (slots.empty() || ++generation == 256) {
       slots.assign(SLOTS, Slot{});
       generation = 1;
     }
@@ -32,7 +30,7 @@ class LookAheadMemo {
   bool find(const char* at, uint32_t phase, uint32_t depth, int32_t& gain) const
   {
     const Slot& s = slots[slot_of(at, phase, depth)];
-    if (s.generation != generation || s.at != at || s.phase != phase || s.depth != depth)
+    if (s.at != at || s.tag != tag_of(phase, depth) || !fits(phase, depth))
       return false;
     gain = s.gain;
     return true;
@@ -40,17 +38,25 @@ class LookAheadMemo {
 
   void keep(const char* at, uint32_t phase, uint32_t depth, int32_t gain)
   {
-    slots[slot_of(at, phase, depth)] = {at, phase, depth, generation, gain};
+    if (fits(phase, depth))
+      slots[slot_of(at, phase, depth)] = {at, gain, tag_of(phase, depth)};
   }
 
  private:
+  // A slot of 16 bytes: four to a cache line, none across two. Its tag
+  // holds the unit character, the depth (points of longer units, or deeper
+  // than a look-ahead goes, are not kept) and the extension's generation,
+  // so that a slot of an earlier extension is never taken for one of this.
   struct Slot {
     const char* at = nullptr;
-    uint32_t phase = 0, depth = 0, generation = 0;
     int32_t gain = 0;
+    uint32_t tag = 0; // generation 0: an empty slot
   };
+  static_assert(sizeof(Slot) == 16, "four slots to a cache line");
+  static bool fits(uint32_t phase, uint32_t depth) { return phase <= UINT16_MAX && depth <= UINT8_MAX; }
+  uint32_t tag_of(uint32_t phase, uint32_t depth) const { return phase << 16 | depth << 8 | generation; }
   // The points of one decision lie within a few dozen residues; 4,096
-  // slots hold those of the decisions nearby in about 100 KB.
+  // slots hold those of the decisions nearby in 64 KB.
   static constexpr unsigned BITS = 12, SLOTS = 1u << BITS;
 
   static size_t slot_of(const char* at, uint32_t phase, uint32_t depth)
@@ -61,7 +67,7 @@ class LookAheadMemo {
   }
 
   std::vector<Slot> slots;
-  uint32_t generation = 0;
+  uint32_t generation = 0; // 1 to 255, in the tags' lowest byte
 };
 
 #endif
