@@ -1,6 +1,7 @@
 #include "search/complete_search.h"
 
 #include "search/unit_walk.h"
+#include "search/work_counts.h"
 
 #include <algorithm>
 #include <memory>
@@ -91,6 +92,7 @@ void SeedPass::run()
 void SeedPass::walk(size_t b0, size_t b1, SeedsAhead* ahead)
 {
   size_t next_accepted = 0;
+  COUNT_WORK(SEEDS, u, b1 - b0);
   for (size_t b = b0; b < b1; ++b) {
     search.progress_at(b, static_cast<unsigned int>(u));
     // Seeds that the record's alignment with itself turns away are passed
@@ -101,10 +103,12 @@ void SeedPass::walk(size_t b0, size_t b1, SeedsAhead* ahead)
       b = std::min(through, b1) - 1;
       continue;
     }
+    COUNT_WORK(PAST_COPIES, u, 1);
     if (next_N < b)
       next_N = first_N_from(s, n, b);
     if (!seed_is_tried(s, b, u, next_N, marks))
       continue;
+    COUNT_WORK(TRIED, u, 1);
     const uint8_t outcome =
         ahead && b - b0 < ahead->outcome.size() ? ahead->outcome[b - b0] : uint8_t(SeedsAhead::UNTRIED);
     if (outcome == SeedsAhead::FAILED)
@@ -123,12 +127,17 @@ void SeedPass::walk(size_t b0, size_t b1, SeedsAhead* ahead)
     // Most seeds are sure to fall short and turned away unextended.
     if (filter.falls_short(s + b))
       continue;
+    COUNT_WORK(EXTENDED, u, 1);
+    START_SEED();
     Repeat* sat = spare ? spare : repeat_pool.get_new(s + b, s + b + u);
     sat->init(s + b, s + b + u);
     spare = sat;
-    if (!extend_seed(search, scratch, *sat, min_score, min_length, &by_reference,
-                     filter.most_gained_backward(s + b)))
+    const bool accepted =
+        extend_seed(search, scratch, *sat, min_score, min_length, &by_reference, filter.most_gained_backward(s + b));
+    SETTLE_SEED(u, accepted);
+    if (!accepted)
       continue;
+    COUNT_WORK(ACCEPTED, u, 1);
     spare = nullptr;
     commit(sat, b1, by_reference.followed.edits);
   }

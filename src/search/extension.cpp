@@ -1,6 +1,7 @@
 #include "search/extension.h"
 
 #include "search/speedups/path_follower.h"
+#include "search/work_counts.h"
 
 #include <algorithm>
 
@@ -54,6 +55,7 @@ struct LookAhead {
     // further than that below a best before it.
     const bool uncut = sc + static_cast<int64_t>(g.max_depth - depth) * worst_edit > bound_score;
     const uint32_t phase = static_cast<uint32_t>(u - ub);
+    COUNT_WORK(LOOK_AHEAD, ue - ub, 1);
     int32_t gain;
     if (uncut && memo.find(c, phase, depth, gain))
       return sc + gain;
@@ -104,6 +106,7 @@ void Extension<Dir>::run(const char* bound, PathFollower<Dir>* follower, LookAhe
   memo.start();
   unit.lay_out(ub, unit_length);
   const LookAhead<Dir> look_ahead{g, ub, ue, floor, bound, memo, std::min(g.mismatch, g.indel), unit};
+  [[maybe_unused]] const char* const walk_from = cursor(); // for the work counts
   for (;;) {
     // The exact phase: consumes matches and passable N runs; stops at a
     // differing residue, at the bound or at an N run that is too long.
@@ -151,6 +154,7 @@ void Extension<Dir>::run(const char* bound, PathFollower<Dir>* follower, LookAhe
       }
     }
     if (!choice) {
+      COUNT_WORK(WALKED, unit_length, (cursor() - walk_from) * Dir);
       if (sc + g.prefer_longer < best.score)
         best.restore(sat);
       return;
@@ -164,6 +168,7 @@ void Extension<Dir>::run(const char* bound, PathFollower<Dir>* follower, LookAhe
       list(c, choice);
     make(c, choice);
   }
+  COUNT_WORK(WALKED, unit_length, (cursor() - walk_from) * Dir);
   if (sat.score <= best.score - g.prefer_longer)
     best.restore(sat);
 }
