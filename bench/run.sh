@@ -41,16 +41,10 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 # The synthetic arrays (see make_arrays.cpp) are made once into the cache.
-mkdir -p "$cache/arrays"
-g++ -O2 -o "$work/make_arrays" "$here/make_arrays.cpp"
+source "$here/arrays.sh"
 for set in $sets; do
   case $set in
-    attcc-* | ac7-* | mini64-* | alpha-*)
-      size=${set#*-}
-      size=${size/k/000}
-      size=${size/m/000000}
-      [ -s "$cache/arrays/$set.fa" ] || "$work/make_arrays" "${set%%-*}" "$size" >"$cache/arrays/$set.fa"
-      ;;
+    attcc-* | ac7-* | mini64-* | alpha-*) array_file "$set" >/dev/null ;;
   esac
 done
 threads=$(nproc)

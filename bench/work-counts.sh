@@ -26,21 +26,12 @@ cmake --build "$build" -j "$(nproc)" --target zerlan >/dev/null
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-mkdir -p "$cache/arrays"
+source "$here/arrays.sh"
 for run in "${runs[@]}"; do
   set=${run%%:*}
   units=${run#*:}
   fa=$cache/$set.fa
-  if [ ! -s "$fa" ]; then
-    fa=$cache/arrays/$set.fa
-    if [ ! -s "$fa" ]; then
-      [ -x "$work/make_arrays" ] || g++ -O2 -o "$work/make_arrays" "$here/make_arrays.cpp"
-      size=${set#*-}
-      size=${size/k/000}
-      size=${size/m/000000}
-      "$work/make_arrays" "${set%%-*}" "$size" >"$fa"
-    fi
-  fi
+  [ -s "$fa" ] || fa=$(array_file "$set")
   echo "== $set, -U $units, one thread"
   ZERLAN_THREADS=1 "$build/zerlan" -U "$units" "$fa" "$work/report" 2>"$work/err" >/dev/null
   # The table, with the accepted seeds' shares of the look-ahead and walk.
