@@ -572,6 +572,43 @@ TEST(AlignmentBound, IsTheBestScoreOfTheRowsWrittenPlainly)
 // where the scores stay within bounds (here up to enough), plain rows where
 // they may grow without end; gaps of -1000 are the dearest that lanes take,
 // and -1001 goes back to plain rows.
+// Two runs tried at once, their tables made side by side, get the verdicts
+// that each gets alone, from the same cells, whichever ways each one's
+// proof takes (backward first where its forward gain is bounded, or
+// forward, then backward or not) and whichever table ends first.
+TEST(AlignmentBound, RunsTriedSideBySideGetTheirVerdictsAlone)
+{
+  const Settings settings;
+  const SearchSetup setup(settings);
+  size_t turned_away = 0, let_through = 0;
+  for_each_bound_text(setup, [&](size_t t, const std::string& text, const char* s, const char* end, RecordSearch&,
+                                 AlignmentBound&) {
+    for (const int most_lanes : {32, 16, 0}) {
+      AlignmentBound together(s, end, setup.scoring, most_lanes), alone(s, end, setup.scoring, most_lanes);
+      for (uint32_t u : {16u, 47u, 64u, 100u}) {
+        const int32_t min_score = static_cast<int32_t>(t % 2 ? u : u / 2);
+        const GainBounds ways[] = {GainBounds{}, GainBounds{min_score / 2, GainBounds::UNBOUNDED},
+                                   GainBounds{GainBounds::UNBOUNDED, 0}, GainBounds{min_score - 1, 1}};
+        for (size_t b = t % 5; b + 3 * u < text.size(); b += u / 2 + 3) {
+          const uint32_t k[2] = {std::max(u / 4, 1u), std::max(u / static_cast<uint32_t>(4 + b % 3), 1u)};
+          const char* const b0[2] = {s + b, s + b + k[0] + b % 5};
+          const GainBounds most[2] = {ways[b % 4], ways[(b / 4) % 4]};
+          bool verdicts[2];
+          together.stretches_fall_short(b0, k, u, min_score, most, verdicts);
+          for (int p = 0; p < 2; ++p) {
+            ASSERT_EQ(verdicts[p], alone.stretch_falls_short(b0[p], k[p], u, min_score, most[p]))
+                << "text " << t << " unit " << u << " run " << (b0[p] - s) << " lanes " << most_lanes;
+            (verdicts[p] ? turned_away : let_through)++;
+          }
+          ASSERT_EQ(together.living_cells, alone.living_cells) << "text " << t << " unit " << u << " run " << b;
+        }
+      }
+    }
+  });
+  EXPECT_GT(turned_away, 100u);
+  EXPECT_GT(let_through, 100u);
+}
+
 TEST(AlignmentBound, RowsInLanesGiveTheScoresOfPlainRows)
 {
   struct Scoring {

@@ -7,6 +7,7 @@
 #include <immintrin.h>
 #endif
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -337,12 +338,17 @@ int lanes_for_rows(int most)
 int lanes_for_rows(int) { return 0; }
 #endif
 
-// Makes room for at least size cells.
+// Makes room for at least size cells (asked for each row; seldom made).
 template <class Cell>
-void make_room(std::vector<Cell>& cells, size_t size)
+[[gnu::noinline]] void grow(std::vector<Cell>& cells, size_t size)
 {
-  if (cells.size() < size)
-    cells.resize(std::max(size, 2 * cells.size()));
+  cells.resize(std::max(size, 2 * cells.size()));
+}
+template <class Cell>
+__attribute__((always_inline)) inline void make_room(std::vector<Cell>& cells, size_t size)
+{
+  if (__builtin_expect(cells.size() < size, 0))
+    grow(cells, size);
 }
 
 // Scores from -NARROW_HOLDS to NARROW_HOLDS fit cells of 16 bits with room
@@ -501,6 +507,47 @@ RowsEnd step_rows_in(int lanes, Rows& rows, RowsRun& run, const char* bound, siz
   }
 }
 
+// Two tables made side by side, a row of each in turn, until either ends
+// (as step_rows with one row at a time, each table's seeds starting as
+// stretch_best_score_in starts them): a row waits on the row before it,
+// and the processor makes the other table's row meanwhile. Gives how each
+// ended, MADE where it has not.
+template <int DirA, int DirB, class A, class B, class Step>
+__attribute__((always_inline)) inline std::pair<RowsEnd, RowsEnd> step_side_by_side(A& a, B& b, Step step,
+                                                                                   int32_t mismatch, int32_t indel,
+                                                                                   int32_t low, int64_t enough,
+                                                                                   size_t past_row)
+{
+  for (;;) {
+    a.start_seed();
+    b.start_seed();
+    const RowsEnd a_end = step_rows<DirA>(a.rows, a.run, a.bound, 1, a, step, mismatch, indel, low, enough, past_row);
+    const RowsEnd b_end = step_rows<DirB>(b.rows, b.run, b.bound, 1, b, step, mismatch, indel, low, enough, past_row);
+    ++a.i;
+    ++b.i;
+    if (a_end != RowsEnd::MADE || b_end != RowsEnd::MADE)
+      return {a_end, b_end};
+  }
+}
+
+#ifdef CARRY_IN_LANES
+template <int DirA, int DirB, class A, class B>
+IN_LANES std::pair<RowsEnd, RowsEnd> side_by_side_in_lanes(A& a, B& b, int32_t mismatch, int32_t indel, int32_t low,
+                                                           int64_t enough)
+{
+  auto step = [](auto... x) IN_LANES { return step_carry_and_cut_in_lanes(x...); };
+  return step_side_by_side<DirA, DirB>(a, b, step, mismatch, indel, low, enough, PAST_ROW);
+}
+template <int DirA, int DirB, class A, class B>
+IN_HALF_VECTORS std::pair<RowsEnd, RowsEnd> side_by_side_in_half_vectors(A& a, B& b, int32_t mismatch, int32_t indel,
+                                                                         int32_t low, int64_t enough)
+{
+  auto step = [](auto... x) IN_HALF_VECTORS { return step_carry_and_cut_in_half_vectors(x...); };
+  return step_side_by_side<DirA, DirB>(a, b, step, mismatch, indel, low, enough,
+                                       carried_cells(low, enough, indel) + 2 * PAST_ROW);
+}
+#endif
+
 } // namespace
 
 AlignmentBound::AlignmentBound(const char* first, const char* last, const Scoring& g, int most_lanes)
@@ -618,89 +665,122 @@ int64_t AlignmentBound::stretch_best_score(const char* b0, uint32_t k, uint32_t 
                                         : stretch_best_score_in<Dir>(wide, b0, k, u, start, low, enough);
 }
 
+// One run's table of alignments, made row by row: in the walk's order, row
+// i reads residue r[i] and column j unit character q[j]; seed t of the
+// stretch starts in row t, column t. Forward, seed b0 + t reads residues
+// from b0 + t + u on against the residues from b0 + t on; backward,
+// residues from b0 + t - 1 down against those from b0 + t + u - 1 down.
+// Past the first copy seed t reads at column j the residue q[j - c u],
+// c = (j - t) / u the copies before; as k <= u, the seeds of a column read
+// at most two residues, and the table scores a residue that matches either
+// as a match: each seed's own alignments only score higher there.
+template <int Dir, class Cell>
+class AlignmentBound::StretchTable {
+ public:
+  StretchTable(AlignmentBound& bound, Rows<Cell>& rows, std::vector<char>& unit, std::vector<char>& other,
+               const char* b0, uint32_t k, uint32_t u, int32_t start, int32_t low, int64_t enough)
+      : rows(rows), run{Dir > 0 ? b0 + u : b0 + k - 2, start, static_cast<int64_t>(u) * (k + 4 * u) + 4096, 0},
+        bound(Dir > 0 ? bound.last : bound.first - 1), owner(bound), unit(unit), other(other),
+        q(Dir > 0 ? b0 : b0 + k - 2 + u), k(k), u(u), start(start), low(low), enough(enough)
+  {
+    unit.clear();
+    other.clear();
+    rows.width = 0;
+  }
+
+  // Before row i: while seeds start (i < k), the start of seed i in column
+  // i, its cell and those to the left of the living ones made room for.
+  void start_seed()
+  {
+    if (i >= k)
+      return;
+    if (rows.width == 0) {
+      owner.start_row(rows, i, start);
+      owner.close_row(rows, low);
+      return;
+    }
+    const Cell dead = dead_cell<Cell>();
+    std::vector<Cell>& row = rows.row;
+    std::vector<Cell>& next = rows.next;
+    if (i < rows.lo) {
+      const size_t more = static_cast<size_t>(rows.lo - i);
+      make_room(next, more + rows.width);
+      std::fill(next.begin(), next.begin() + static_cast<ptrdiff_t>(more), dead);
+      std::copy(row.begin() + static_cast<ptrdiff_t>(rows.off),
+                row.begin() + static_cast<ptrdiff_t>(rows.off + rows.width),
+                next.begin() + static_cast<ptrdiff_t>(more));
+      row.swap(next);
+      rows.off = 0;
+      rows.width += more;
+      rows.lo = i;
+    }
+    if (i >= rows.lo + rows.width) {
+      const size_t more = static_cast<size_t>(i - rows.lo) + 1 - rows.width;
+      make_room(row, rows.off + rows.width + more);
+      std::fill(row.begin() + static_cast<ptrdiff_t>(rows.off + rows.width),
+                row.begin() + static_cast<ptrdiff_t>(rows.off + rows.width + more), dead);
+      rows.width += more;
+    }
+    owner.raise_cell(rows, static_cast<size_t>(i - rows.lo), start, low);
+  }
+
+  // The rows to make before the next seed starts: one at a time while
+  // seeds start (the rows live on till then), then all of them.
+  size_t rows_before_seed() const { return i + 1 < k ? 1 : SIZE_MAX; }
+
+  // The unit characters of columns [lo, lo + width), and of the column
+  // after each, as step_rows reads them: made as far as the living cells
+  // reach. Column j reads q[j - c u] with c = j / u for the seeds of most
+  // copies before it and c = (j - min(k - 1, j)) / u for those of fewest,
+  // the residues q[j] for j below u and k - 1 + u, then again those of
+  // column j - u.
+  std::pair<const char*, const char*> operator()(uint64_t lo, size_t width)
+  {
+    const size_t columns = lo + width + PAST_ROW, j = unit.size();
+    if (j < columns) {
+      // (By 64 or more at a time.)
+      const size_t to = std::max(columns, j + 64);
+      unit.resize(to);
+      other.resize(to);
+      repeated_columns<Dir>(unit.data(), j, to, u, u, q);
+      repeated_columns<Dir>(other.data(), j, to, k - 1 + u, u, q);
+    }
+    return {unit.data() + lo, other.data() + lo};
+  }
+
+  // The best score, once the rows ended thus.
+  int64_t result(RowsEnd end)
+  {
+    owner.living_cells += run.living;
+    return end == RowsEnd::NO_CELLS_LEFT ? std::max(run.best, enough) : run.best;
+  }
+
+  Rows<Cell>& rows;
+  RowsRun run;
+  const char* const bound;
+  uint64_t i = 0; // the next row
+
+ private:
+  AlignmentBound& owner;
+  std::vector<char>& unit;
+  std::vector<char>& other;
+  const char* const q;
+  const uint32_t k, u;
+  const int32_t start, low;
+  const int64_t enough;
+};
+
 template <int Dir, class Cell>
 int64_t AlignmentBound::stretch_best_score_in(Rows<Cell>& rows, const char* b0, uint32_t k, uint32_t u,
                                               int32_t start, int32_t low, int64_t enough)
 {
-  // In the walk's order, row i reads residue r[i] and column j unit
-  // character q[j]; seed t of the stretch starts in row t, column t.
-  // Forward, seed b0 + t reads residues from b0 + t + u on against the
-  // residues from b0 + t on; backward, residues from b0 + t - 1 down
-  // against those from b0 + t + u - 1 down. Past the first copy seed t
-  // reads at column j the residue q[j - c u], c = (j - t) / u the copies
-  // before; as k <= u, the seeds of a column read at most two residues,
-  // and the table scores a residue that matches either as a match: each
-  // seed's own alignments only score higher there.
-  const char* r = Dir > 0 ? b0 + u : b0 + k - 2;
-  const char* q = Dir > 0 ? b0 : b0 + k - 2 + u;
-  const char* bound = Dir > 0 ? last : first - 1;
-  const Cell dead = dead_cell<Cell>();
-  int64_t best = start;
-  int64_t cells_left = static_cast<int64_t>(u) * (k + 4 * u) + 4096;
-  // The unit characters of the columns, in walk order, made as far as the
-  // living cells reach: column j reads q[j - c u] with c = j / u for the
-  // seeds of most copies before it and c = (j - min(k - 1, j)) / u for
-  // those of fewest, the residues q[j] for j below u and k - 1 + u, then
-  // again those of column j - u.
-  unit.clear();
-  other.clear();
-  auto make_columns = [&](size_t columns) {
-    const size_t j = unit.size();
-    if (j >= columns)
-      return;
-    // (By 64 or more at a time.)
-    columns = std::max(columns, j + 64);
-    unit.resize(columns);
-    other.resize(columns);
-    repeated_columns<Dir>(unit.data(), j, columns, u, u, q);
-    repeated_columns<Dir>(other.data(), j, columns, k - 1 + u, u, q);
-  };
-  std::vector<Cell>& row = rows.row;
-  std::vector<Cell>& next = rows.next;
-  auto columns = [&](uint64_t lo, size_t width) {
-    make_columns(lo + width + PAST_ROW);
-    return std::make_pair<const char*, const char*>(unit.data() + lo, other.data() + lo);
-  };
-  RowsRun run{r, best, cells_left, 0};
-  rows.width = 0;
-  for (uint64_t i = 0;; ++i) {
-    if (i < k) {
-      // The start of seed i, in column i: its cell and those to the left
-      // of the living ones are made room for.
-      if (rows.width == 0) {
-        start_row(rows, i, start);
-        close_row(rows, low);
-      } else {
-        if (i < rows.lo) {
-          const size_t more = static_cast<size_t>(rows.lo - i);
-          make_room(next, more + rows.width);
-          std::fill(next.begin(), next.begin() + static_cast<ptrdiff_t>(more), dead);
-          std::copy(row.begin() + static_cast<ptrdiff_t>(rows.off),
-                    row.begin() + static_cast<ptrdiff_t>(rows.off + rows.width),
-                    next.begin() + static_cast<ptrdiff_t>(more));
-          row.swap(next);
-          rows.off = 0;
-          rows.width += more;
-          rows.lo = i;
-        }
-        if (i >= rows.lo + rows.width) {
-          const size_t more = static_cast<size_t>(i - rows.lo) + 1 - rows.width;
-          make_room(row, rows.off + rows.width + more);
-          std::fill(row.begin() + static_cast<ptrdiff_t>(rows.off + rows.width),
-                    row.begin() + static_cast<ptrdiff_t>(rows.off + rows.width + more), dead);
-          rows.width += more;
-        }
-        raise_cell(rows, static_cast<size_t>(i - rows.lo), start, low);
-      }
-    }
-    // A row at a time while seeds start (the rows live on till then), then
-    // all the rows after them.
-    const RowsEnd end = step_rows_in<Dir, Cell>(row_lanes, rows, run, bound, i + 1 < k ? 1 : SIZE_MAX, columns,
-                                                mismatch, indel, low, enough);
-    if (end != RowsEnd::MADE) {
-      living_cells += run.living;
-      return end == RowsEnd::NO_CELLS_LEFT ? std::max(run.best, enough) : run.best;
-    }
+  StretchTable<Dir, Cell> table(*this, rows, unit, other, b0, k, u, start, low, enough);
+  for (;; ++table.i) {
+    table.start_seed();
+    const RowsEnd end = step_rows_in<Dir, Cell>(row_lanes, rows, table.run, table.bound, table.rows_before_seed(),
+                                                table, mismatch, indel, low, enough);
+    if (end != RowsEnd::MADE)
+      return table.result(end);
   }
 }
 
@@ -734,6 +814,172 @@ bool AlignmentBound::stretch_falls_short(const char* b0, uint32_t k, uint32_t u,
   return falls_short_both_ways(
       min_score, most, [&] { return stretch_best_score<1>(b0, k, u, 0, floor, min_score); },
       [&](int32_t start) { return stretch_best_score<-1>(b0, k, u, start, floor, min_score); });
+}
+
+// The proofs of two stretches, each as falls_short_both_ways goes, with
+// their tables made side by side while both have one.
+class AlignmentBound::TwoProofs {
+ public:
+  TwoProofs(AlignmentBound& bound, const char* const b0[2], const uint32_t k[2], uint32_t u, int32_t min_score,
+            const GainBounds most[2], int32_t low)
+      : bound(bound), u(u), min_score(min_score), low(low)
+  {
+    for (int p = 0; p < 2; ++p) {
+      this->b0[p] = b0[p];
+      this->k[p] = k[p];
+      this->most[p] = most[p];
+      if (most[p].forward < min_score)
+        open<-1>(p, static_cast<int32_t>(most[p].forward), Step::FIRST_BACKWARD);
+      else
+        open<1>(p, 0, Step::FORWARD);
+    }
+  }
+
+  void run(bool verdicts[2])
+  {
+    while (step[0] != Step::SETTLED || step[1] != Step::SETTLED) {
+      if (step[0] != Step::SETTLED && step[1] != Step::SETTLED) {
+        const std::pair<RowsEnd, RowsEnd> ends =
+            forward[0] ? (forward[1] ? side_by_side<1, 1>(*forward[0], *forward[1])
+                                     : side_by_side<1, -1>(*forward[0], *backward[1]))
+                       : (forward[1] ? side_by_side<-1, 1>(*backward[0], *forward[1])
+                                     : side_by_side<-1, -1>(*backward[0], *backward[1]));
+        if (ends.first != RowsEnd::MADE)
+          ended(0, ends.first);
+        if (ends.second != RowsEnd::MADE)
+          ended(1, ends.second);
+      } else {
+        const int p = step[0] != Step::SETTLED ? 0 : 1;
+        ended(p, forward[p] ? alone<1>(*forward[p]) : alone<-1>(*backward[p]));
+      }
+    }
+    verdicts[0] = falls_short[0];
+    verdicts[1] = falls_short[1];
+  }
+
+ private:
+  // The table that each proof makes, or that it settled.
+  enum class Step { FIRST_BACKWARD, FORWARD, BACKWARD, SETTLED };
+  template <int Dir>
+  using Table = StretchTable<Dir, int16_t>;
+
+  // Makes the table of proof p's next step from start; where no table is
+  // needed (stretch_best_score), the step ends at once.
+  template <int Dir>
+  void open(int p, int32_t start, Step next)
+  {
+    step[p] = next;
+    if (start >= min_score || start <= low) {
+      settle_step(p, start);
+      return;
+    }
+    std::optional<Table<Dir>>& table = tables<Dir>(p);
+    if (p == 0)
+      table.emplace(bound, bound.narrow, bound.unit, bound.other, b0[p], k[p], u, start, low, min_score);
+    else
+      table.emplace(bound, bound.beside.rows, bound.beside.unit, bound.beside.other, b0[p], k[p], u, start, low,
+                    min_score);
+  }
+  template <int Dir>
+  std::optional<Table<Dir>>& tables(int p)
+  {
+    if constexpr (Dir > 0)
+      return forward[p];
+    else
+      return backward[p];
+  }
+  void ended(int p, RowsEnd end)
+  {
+    int64_t best;
+    if (forward[p]) {
+      best = forward[p]->result(end);
+      forward[p].reset();
+    } else {
+      best = backward[p]->result(end);
+      backward[p].reset();
+    }
+    settle_step(p, best);
+  }
+  // Goes on from the best score of proof p's step.
+  void settle_step(int p, int64_t best)
+  {
+    switch (step[p]) {
+    case Step::FIRST_BACKWARD:
+      if (best < min_score)
+        settle(p, true);
+      else
+        open<1>(p, 0, Step::FORWARD);
+      break;
+    case Step::FORWARD:
+      if (best >= min_score)
+        settle(p, false);
+      else if (best + most[p].backward < min_score)
+        settle(p, true);
+      else
+        open<-1>(p, static_cast<int32_t>(best), Step::BACKWARD);
+      break;
+    case Step::BACKWARD:
+      settle(p, best < min_score);
+      break;
+    case Step::SETTLED:
+      break;
+    }
+  }
+  void settle(int p, bool short_of_it)
+  {
+    step[p] = Step::SETTLED;
+    falls_short[p] = short_of_it;
+  }
+
+  template <int DirA, int DirB>
+  std::pair<RowsEnd, RowsEnd> side_by_side(Table<DirA>& a, Table<DirB>& b)
+  {
+#ifdef CARRY_IN_LANES
+    return bound.row_lanes == 32
+               ? side_by_side_in_lanes<DirA, DirB>(a, b, bound.mismatch, bound.indel, low, min_score)
+               : side_by_side_in_half_vectors<DirA, DirB>(a, b, bound.mismatch, bound.indel, low, min_score);
+#else
+    (void)a;
+    (void)b;
+    return {RowsEnd::STOPPED, RowsEnd::STOPPED}; // narrow rows need lanes
+#endif
+  }
+  template <int Dir>
+  RowsEnd alone(Table<Dir>& table)
+  {
+    for (;; ++table.i) {
+      table.start_seed();
+      const RowsEnd end = step_rows_in<Dir, int16_t>(bound.row_lanes, table.rows, table.run, table.bound,
+                                                     table.rows_before_seed(), table, bound.mismatch, bound.indel,
+                                                     low, min_score);
+      if (end != RowsEnd::MADE)
+        return end;
+    }
+  }
+
+  AlignmentBound& bound;
+  const uint32_t u;
+  const int32_t min_score, low;
+  const char* b0[2];
+  uint32_t k[2];
+  GainBounds most[2];
+  Step step[2] = {Step::SETTLED, Step::SETTLED};
+  bool falls_short[2] = {false, false};
+  std::optional<Table<1>> forward[2];
+  std::optional<Table<-1>> backward[2];
+};
+
+void AlignmentBound::stretches_fall_short(const char* const b0[2], const uint32_t k[2], uint32_t u,
+                                          int32_t min_score, const GainBounds most[2], bool verdicts[2])
+{
+  const int64_t floor = -static_cast<int64_t>(u) - prefer_longer;
+  const int32_t low = static_cast<int32_t>(std::max<int64_t>(floor, DEAD));
+  if (!narrow_cells_hold(low, min_score)) {
+    for (int p = 0; p < 2; ++p)
+      verdicts[p] = stretch_falls_short(b0[p], k[p], u, min_score, most[p]);
+    return;
+  }
+  TwoProofs(*this, b0, k, u, min_score, most, low).run(verdicts);
 }
 
 bool AlignmentBound::falls_short(const char* b, uint32_t u, int32_t min_score, GainBounds most)

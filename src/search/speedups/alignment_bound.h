@@ -50,6 +50,13 @@ class AlignmentBound {
   // of them gains at most each way.
   bool stretch_falls_short(const char* b0, uint32_t k, uint32_t u, int32_t min_score, GainBounds most = {});
 
+  // The same for two stretches [b0[p], b0[p] + k[p]) of seeds of one unit
+  // length at once, most[p] what their extensions gain at most: where the
+  // rows take lanes, the tables of the two are made side by side, which
+  // costs less than one after the other.
+  void stretches_fall_short(const char* const b0[2], const uint32_t k[2], uint32_t u, int32_t min_score,
+                            const GainBounds most[2], bool verdicts[2]);
+
   // The highest score of the alignments of the residues from cursor c on
   // (moving by Dir, up to bound) with the unit [ub, ue) repeated from unit
   // position p, starting at score start, whose score after every residue
@@ -89,6 +96,9 @@ class AlignmentBound {
   template <int Dir>
   int64_t stretch_best_score(const char* b0, uint32_t k, uint32_t u, int32_t start, int64_t floor, int64_t enough);
   template <int Dir, class Cell>
+  class StretchTable;
+  class TwoProofs;
+  template <int Dir, class Cell>
   int64_t stretch_best_score_in(Rows<Cell>& rows, const char* b0, uint32_t k, uint32_t u, int32_t start,
                                 int32_t low, int64_t enough);
   // Starts a row with the one cell of this column.
@@ -114,6 +124,12 @@ class AlignmentBound {
   Rows<int32_t> wide;
   Rows<int16_t> narrow;
   std::vector<char> unit, other;
+  // The narrow rows and columns of the second of two run tables made side
+  // by side.
+  struct {
+    Rows<int16_t> rows;
+    std::vector<char> unit, other;
+  } beside;
 };
 
 #endif

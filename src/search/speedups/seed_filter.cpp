@@ -67,6 +67,7 @@ SeedFilter::SeedFilter(const char* first, const char* last, uint32_t u, int32_t 
       length(static_cast<ptrdiff_t>(reach(c, k, u + g.prefer_longer + 4, 2) + 2)), after(WILD + 1),
       before(WILD + 1), alignments(first, last, g), copies(copies),
       self_alignment(copies ? &copies->may_reach(u) : nullptr),
+      next_of_self_alignment(copies ? &copies->may_reach(u) : nullptr),
       // A quarter of a unit: the alignments of a seed in random sequence die
       // within a third of a unit or so; runs of half or all of a unit let
       // more seeds through one by one and are slower.
@@ -74,6 +75,7 @@ SeedFilter::SeedFilter(const char* first, const char* last, uint32_t u, int32_t 
 {
   for (uint32_t size = run; size > 0; size = size >= 2 * MIN_RUN ? (size + 1) / 2 : 0)
     verdicts.emplace_back();
+  next_runs.resize(verdicts.size());
   unit_set[WILD >> 6] = uint64_t(1) << (WILD & 63);
 }
 
@@ -242,21 +244,54 @@ bool SeedFilter::falls_short(const char* b)
     // last run of the record ends at its last seed.
     const ptrdiff_t offset = b - first, seeds = (last - first) - u;
     const ptrdiff_t at0 = offset / run * run, end0 = std::min<ptrdiff_t>(at0 + run, seeds);
-    ptrdiff_t size = run;
-    for (RunVerdict& verdict : verdicts) {
+    // A run is tried with the next one of its size where the walk comes
+    // to that next: the next whole run anywhere in the record, the next
+    // half within the same run, and so on.
+    ptrdiff_t size = run, next_within = seeds;
+    for (size_t level = 0; level < verdicts.size(); ++level) {
       const ptrdiff_t at = at0 + (offset - at0) / size * size;
-      if (at != verdict.at) {
-        verdict.at = at;
-        const ptrdiff_t k = std::min(at + size, end0) - at;
-        verdict.falls_short =
-            k > 0 && alignments.stretch_falls_short(first + at, static_cast<uint32_t>(k), u, min_score,
-                                                    most_gained(static_cast<size_t>(at), static_cast<size_t>(k)));
-      }
-      if (verdict.falls_short)
+      if (at != verdicts[level].at)
+        try_runs(level, at, size, end0, next_within);
+      if (verdicts[level].falls_short)
         return true;
+      next_within = std::min(at + size, end0);
       size = (size + 1) / 2;
     }
   }
   return words_fall_short(b) ||
          alignments.falls_short(b, u, min_score, most_gained(static_cast<size_t>(b - first), 1));
+}
+
+void SeedFilter::try_runs(size_t level, ptrdiff_t at, ptrdiff_t size, ptrdiff_t end0, ptrdiff_t next_within)
+{
+  RunVerdict& verdict = verdicts[level];
+  RunVerdict& next = next_runs[level];
+  if (next.at == at) {
+    verdict = next;
+    return;
+  }
+  verdict.at = at;
+  const ptrdiff_t k = std::min(at + size, end0) - at;
+  // The next run goes with it where the record's alignment with itself
+  // lets a seed of it through; a whole run may lie anywhere in the
+  // record, a shorter one within the same whole run.
+  const ptrdiff_t next_at = at + size;
+  const ptrdiff_t next_k = std::min(next_at + size, level == 0 ? (last - first) - u : end0) - next_at;
+  if (next_at >= next_within || next_k <= 0 ||
+      next_of_self_alignment.let_through_from(static_cast<size_t>(next_at)) >=
+          static_cast<size_t>(next_at + next_k)) {
+    verdict.falls_short =
+        alignments.stretch_falls_short(first + at, static_cast<uint32_t>(k), u, min_score,
+                                       most_gained(static_cast<size_t>(at), static_cast<size_t>(k)));
+    return;
+  }
+  const char* const b0[2] = {first + at, first + next_at};
+  const uint32_t ks[2] = {static_cast<uint32_t>(k), static_cast<uint32_t>(next_k)};
+  const GainBounds most[2] = {most_gained(static_cast<size_t>(at), ks[0]),
+                              most_gained(static_cast<size_t>(next_at), ks[1])};
+  bool falls_short[2];
+  alignments.stretches_fall_short(b0, ks, u, min_score, most, falls_short);
+  verdict.falls_short = falls_short[0];
+  next.at = next_at;
+  next.falls_short = falls_short[1];
 }

@@ -87,7 +87,7 @@ class SeedFilter {
   std::vector<uint32_t> after, before;
   AlignmentBound alignments;
   const SelfAlignmentBound* copies;
-  SelfAlignmentBound::Reader self_alignment;
+  SelfAlignmentBound::Reader self_alignment, next_of_self_alignment;
   // Seeds are first tried by runs of this many (0: one by one), then by
   // halves of runs that may reach the threshold, down to runs of MIN_RUN
   // to 2 MIN_RUN - 1 seeds. The last verdict on a run of each size, and
@@ -99,6 +99,12 @@ class SeedFilter {
     bool falls_short = false;
   };
   std::vector<RunVerdict> verdicts;
+  // The verdicts on the runs after the last ones tried, found with them.
+  std::vector<RunVerdict> next_runs;
+  // Tries the run of the seeds [at, at + size) before end0, the end of
+  // the whole run, as verdicts[level], and the next run of that size with
+  // it where that starts before next_within and may be let through.
+  void try_runs(size_t level, ptrdiff_t at, ptrdiff_t size, ptrdiff_t end0, ptrdiff_t next_within);
   // The set of the cyclic words of the seed's unit, with WILD; touched:
   // the words of the set that hold one.
   uint64_t unit_set[(WILD >> 6) + 1] = {};
