@@ -690,10 +690,13 @@ class AlignmentBound::StretchTable {
 
   // Before row i: while seeds start (i < k), the start of seed i in column
   // i, its cell and those to the left of the living ones made room for.
-  void start_seed()
+  __attribute__((always_inline)) void start_seed()
   {
-    if (i >= k)
-      return;
+    if (i < k)
+      start_seed_now();
+  }
+  [[gnu::noinline]] void start_seed_now()
+  {
     if (rows.width == 0) {
       owner.start_row(rows, i, start);
       owner.close_row(rows, low);
