@@ -511,7 +511,9 @@ RowsEnd step_rows_in(int lanes, Rows& rows, RowsRun& run, const char* bound, siz
 // (as step_rows with one row at a time, each table's seeds starting as
 // stretch_best_score_in starts them): a row waits on the row before it,
 // and the processor makes the other table's row meanwhile. Gives how each
-// ended, MADE where it has not.
+// ended, MADE where it has not. (Measured in 16 lanes, against one table
+// after the other: the run tables of units 60-200 over a diverged 64-mer
+// array take 0.84x as long, those of units 16-500 over E. coli 0.83x.)
 template <int DirA, int DirB, class A, class B, class Step>
 __attribute__((always_inline)) inline std::pair<RowsEnd, RowsEnd> step_side_by_side(A& a, B& b, Step step,
                                                                                    int32_t mismatch, int32_t indel,
