@@ -587,12 +587,16 @@ TEST(AlignmentBound, RunsTriedSideBySideGetTheirVerdictsAlone)
       AlignmentBound together(s, end, setup.scoring, most_lanes), alone(s, end, setup.scoring, most_lanes);
       for (uint32_t u : {16u, 47u, 64u, 100u}) {
         const int32_t min_score = static_cast<int32_t>(t % 2 ? u : u / 2);
+        // Backward gains that, with a forward one of a few, just make the
+        // threshold or just miss it, too.
+        const int32_t near = min_score - static_cast<int32_t>(t % 8);
         const GainBounds ways[] = {GainBounds{}, GainBounds{min_score / 2, GainBounds::UNBOUNDED},
-                                   GainBounds{GainBounds::UNBOUNDED, 0}, GainBounds{min_score - 1, 1}};
+                                   GainBounds{GainBounds::UNBOUNDED, 0}, GainBounds{min_score - 1, 1},
+                                   GainBounds{GainBounds::UNBOUNDED, near}, GainBounds{GainBounds::UNBOUNDED, near - 1}};
         for (size_t b = t % 5; b + 3 * u < text.size(); b += u / 2 + 3) {
           const uint32_t k[2] = {std::max(u / 4, 1u), std::max(u / static_cast<uint32_t>(4 + b % 3), 1u)};
           const char* const b0[2] = {s + b, s + b + k[0] + b % 5};
-          const GainBounds most[2] = {ways[b % 4], ways[(b / 4) % 4]};
+          const GainBounds most[2] = {ways[b % 6], ways[(b / 6) % 6]};
           bool verdicts[2];
           together.stretches_fall_short(b0, k, u, min_score, most, verdicts);
           for (int p = 0; p < 2; ++p) {
@@ -757,6 +761,10 @@ TEST(SeedFilter, TurnsAwayOnlySeedsOfLongUnitsThatFallShort)
         const SelfAlignmentBound copies(s, end, setup.scoring, min_scores.data(), u, u);
         ASSERT_TRUE(copies.bounds(u));
         SeedFilter bounded(s, end, u, min_score, setup.scoring, &copies);
+        // What the filters in order told, by seed.
+        std::vector<int> told[2];
+        told[0].assign(text.size(), -1);
+        told[1].assign(text.size(), -1);
         for (size_t b = 0; b + u < text.size(); ++b) {
           if (text.find('N', b) < b + u)
             continue;
@@ -767,11 +775,27 @@ TEST(SeedFilter, TurnsAwayOnlySeedsOfLongUnitsThatFallShort)
             const size_t seed = way == 1 ? j : b;
             if (text.find('N', seed) < seed + u)
               continue;
-            if (!(way == 0 ? in_order : way == 1 ? jumping : bounded).falls_short(s + seed))
+            const bool short_of_it = (way == 0 ? in_order : way == 1 ? jumping : bounded).falls_short(s + seed);
+            if (way != 1)
+              told[way / 2][seed] = short_of_it;
+            if (!short_of_it)
               continue;
             ++turned_away;
             ASSERT_LT(extend_both_ways(c, s, end, s + seed, u).score, min_score)
                 << "text " << t << " unit " << u << " seed " << seed;
+          }
+        }
+        // Filters that meet the seeds from the last one back, which find
+        // no run with the one before it, tell the same: a run's verdict
+        // found with the one before it is its own.
+        SeedFilter reversed(s, end, u, min_score, setup.scoring),
+            bounded_reversed(s, end, u, min_score, setup.scoring, &copies);
+        for (size_t b = text.size(); b-- > 0;) {
+          for (int bound = 0; bound < 2; ++bound) {
+            if (told[bound][b] >= 0) {
+              ASSERT_EQ((bound ? bounded_reversed : reversed).falls_short(s + b), told[bound][b] == 1)
+                  << "text " << t << " unit " << u << " seed " << b << (bound ? " bounded" : "");
+            }
           }
         }
       }

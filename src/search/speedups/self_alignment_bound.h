@@ -81,7 +81,9 @@ class SelfAlignmentBound {
       if (!ranges)
         return false;
       const std::vector<uint32_t>& r = *ranges;
-      if (at > 0 && b < r[at - 2])
+      // (Seeds in any order: back to the first range where b lies before
+      // the end of the range before at.)
+      if (at > 0 && b < r[at - 1])
         at = 0;
       while (at < r.size() && r[at + 1] <= b)
         at += 2;
