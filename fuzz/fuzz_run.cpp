@@ -1,7 +1,7 @@
 // Fuzz target: a whole run on arbitrary bytes as the input file. The first
 // byte picks one of a handful of option sets drawn from the valid space,
 // covering the three search modes, the five output formats, the sequence
-// modes and masking.
+// modes, masking and units long enough for the tables of runs of seeds.
 
 #include "fuzz/fuzz_util.h"
 #include "main/run.h"
@@ -20,6 +20,7 @@ static const std::vector<std::vector<std::string>> option_sets = {
   {"-M", "exact", "-u", "3", "-U", "60", "--reportUnit", "0", "--outputFormat", "3"},
   {"--NPerfectionMode", "1", "--minPerfection", "80", "--reportUnit", "1", "-D", "--VELTArun"},
   {"-m", "-2", "-g", "-3", "-s", "3", "-u", "2", "-U", "7", "--NPerfectionMode", "2", "--printRepeatSeqMode", "2", "-f", "4"},
+  {"-u", "12", "-U", "64", "--outputFormat", "3"},
 };
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
