@@ -25,8 +25,8 @@ void residue_step(const int32_t* row, int32_t* next, const char* u, const char* 
 {
   next[0] = row[0] + indel;
   for (size_t j = 0; j + 1 < width; ++j)
-    next[j + 1] = std::max(row[j + 1] + indel, row[j] + ((r == u[j]) | (r == v[j]) ? 1 : differ));
-  next[width] = row[width - 1] + ((r == u[width - 1]) | (r == v[width - 1]) ? 1 : differ);
+    next[j + 1] = std::max(row[j + 1] + indel, row[j] + (((r == u[j]) | (r == v[j])) ? 1 : differ));
+  next[width] = row[width - 1] + (((r == u[width - 1]) | (r == v[width - 1])) ? 1 : differ);
 }
 
 // The carry of left-out unit characters over cells r[0, width), each

@@ -26,10 +26,10 @@ struct Bases {
   Bases()
   {
     std::fill(std::begin(of), std::end(of), 4);
-    of['A'] = 0;
-    of['C'] = 1;
-    of['G'] = 2;
-    of['T'] = 3;
+    of[uint8_t('A')] = 0;
+    of[uint8_t('C')] = 1;
+    of[uint8_t('G')] = 2;
+    of[uint8_t('T')] = 3;
   }
 };
 const Bases bases;

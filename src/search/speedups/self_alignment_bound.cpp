@@ -125,13 +125,13 @@ constexpr int64_t LANES = 32;
 // minutes to compile, keep only those of up to 8 half vectors there: the
 // wider ones read and write within the same spare room as 16 whole
 // vectors, and the release build's tests compare their cells.
-constexpr int MAX_VECTORS = 16, MAX_HALVES = 8;
+[[maybe_unused]] constexpr int MAX_VECTORS = 16, MAX_HALVES = 8;
 // Their loop over the vectors of an antidiagonal is not unrolled either.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int MAX_ONLY_HALVES = MAX_HALVES;
+[[maybe_unused]] constexpr int MAX_ONLY_HALVES = MAX_HALVES;
 #define LANES_UNROLL _Pragma("GCC unroll 1")
 #else
-constexpr int MAX_ONLY_HALVES = 32;
+[[maybe_unused]] constexpr int MAX_ONLY_HALVES = 32;
 #define LANES_UNROLL _Pragma("GCC unroll 16")
 #endif
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
@@ -271,7 +271,7 @@ struct SelfAlignmentBound::Band {
 SelfAlignmentBound::SelfAlignmentBound(const char* first, const char* last, const Scoring& sc,
                                        const int32_t* min_score, uint32_t u1, uint32_t u2, ThreadPool* workers,
                                        size_t stretch, size_t kept_cells, int most_lanes)
-    : first(first), n(static_cast<size_t>(last - first)), stretch(stretch), kept_cells(kept_cells),
+    : first(first), n(static_cast<size_t>(last - first)), kept_cells(kept_cells),
       most_lanes(most_lanes), u1(u1), u2(u2),
       mismatch_cost(std::min(-sc.mismatch - 1, MAX_CAP + 8)), gap_cost(std::min(-sc.indel - 1, MAX_CAP + 8)),
       min_score(min_score), P(sc.prefer_longer), g(-sc.indel), bounded(u2 - u1 + 1), reaching(u2 - u1 + 1)
@@ -472,6 +472,8 @@ void SelfAlignmentBound::run_table(int dir, size_t i0, size_t i1, uint32_t lowes
                                                                    shape, out, mismatch, gap, cap, row);
     return;
   }
+#else
+  (void)most_lanes; // (no lanes to keep the antidiagonals in)
 #endif
   for (std::vector<int16_t>& row : rows)
     row.assign(static_cast<size_t>(H + 2 + BLOCK), 0);

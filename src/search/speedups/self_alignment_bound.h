@@ -185,7 +185,7 @@ class SelfAlignmentBound {
   int32_t cap_of(uint32_t u, int dir) const;
 
   const char* const first;
-  const size_t n, stretch, kept_cells;
+  const size_t n, kept_cells;
   const int most_lanes;
   const uint32_t u1, u2;
   int32_t mismatch_cost, gap_cost; // m - 1, g - 1
