@@ -798,17 +798,50 @@ namespace {
 // way backward from that bound may already fall short without the forward
 // one (quicker where the seeds' copies lie behind them); and once the
 // forward way is known, the backward gain may not make up for it.
+//
+// The proof goes by steps, each the best score of one table from start,
+// the first backward, then forward, then backward from there, until it
+// settles that the seeds fall short or not.
+enum class ProofStep { FIRST_BACKWARD, FORWARD, BACKWARD, SHORT, NOT_SHORT };
+struct Proof {
+  ProofStep step;
+  int32_t start;
+  bool settled() const { return step == ProofStep::SHORT || step == ProofStep::NOT_SHORT; }
+};
+
+Proof first_step(int32_t min_score, GainBounds most)
+{
+  if (most.forward < min_score)
+    return {ProofStep::FIRST_BACKWARD, static_cast<int32_t>(most.forward)};
+  return {ProofStep::FORWARD, 0};
+}
+
+// The step after one whose table reached best.
+Proof next_step(Proof proof, int64_t best, int32_t min_score, GainBounds most)
+{
+  const Proof short_of_it{ProofStep::SHORT, 0}, not_short{ProofStep::NOT_SHORT, 0};
+  switch (proof.step) {
+  case ProofStep::FIRST_BACKWARD:
+    return best < min_score ? short_of_it : Proof{ProofStep::FORWARD, 0};
+  case ProofStep::FORWARD:
+    if (best >= min_score)
+      return not_short;
+    if (best + most.backward < min_score)
+      return short_of_it;
+    return {ProofStep::BACKWARD, static_cast<int32_t>(best)};
+  default:
+    return best < min_score ? short_of_it : not_short;
+  }
+}
+
 template <typename Forward, typename Backward>
 bool falls_short_both_ways(int32_t min_score, GainBounds most, Forward forward_best, Backward backward_best)
 {
-  if (most.forward < min_score && backward_best(static_cast<int32_t>(most.forward)) < min_score)
-    return true;
-  const int64_t forward = forward_best();
-  if (forward >= min_score)
-    return false;
-  if (forward + most.backward < min_score)
-    return true;
-  return backward_best(static_cast<int32_t>(forward)) < min_score;
+  Proof proof = first_step(min_score, most);
+  while (!proof.settled())
+    proof = next_step(proof, proof.step == ProofStep::FORWARD ? forward_best() : backward_best(proof.start),
+                      min_score, most);
+  return proof.step == ProofStep::SHORT;
 }
 
 } // namespace
@@ -821,8 +854,8 @@ bool AlignmentBound::stretch_falls_short(const char* b0, uint32_t k, uint32_t u,
       [&](int32_t start) { return stretch_best_score<-1>(b0, k, u, start, floor, min_score); });
 }
 
-// The proofs of two stretches, each as falls_short_both_ways goes, with
-// their tables made side by side while both have one.
+// The proofs of two stretches, each by the steps of falls_short_both_ways,
+// with their tables made side by side while both have one.
 class AlignmentBound::TwoProofs {
  public:
   TwoProofs(AlignmentBound& bound, const char* const b0[2], const uint32_t k[2], uint32_t u, int32_t min_score,
@@ -833,17 +866,15 @@ class AlignmentBound::TwoProofs {
       this->b0[p] = b0[p];
       this->k[p] = k[p];
       this->most[p] = most[p];
-      if (most[p].forward < min_score)
-        open<-1>(p, static_cast<int32_t>(most[p].forward), Step::FIRST_BACKWARD);
-      else
-        open<1>(p, 0, Step::FORWARD);
+      proof[p] = first_step(min_score, most[p]);
+      open(p);
     }
   }
 
   void run(bool verdicts[2])
   {
-    while (step[0] != Step::SETTLED || step[1] != Step::SETTLED) {
-      if (step[0] != Step::SETTLED && step[1] != Step::SETTLED) {
+    while (!proof[0].settled() || !proof[1].settled()) {
+      if (!proof[0].settled() && !proof[1].settled()) {
         const std::pair<RowsEnd, RowsEnd> ends =
             forward[0] ? (forward[1] ? side_by_side<1, 1>(*forward[0], *forward[1])
                                      : side_by_side<1, -1>(*forward[0], *backward[1]))
@@ -854,45 +885,42 @@ class AlignmentBound::TwoProofs {
         if (ends.second != RowsEnd::MADE)
           ended(1, ends.second);
       } else {
-        const int p = step[0] != Step::SETTLED ? 0 : 1;
+        const int p = proof[0].settled() ? 1 : 0;
         ended(p, forward[p] ? alone<1>(*forward[p]) : alone<-1>(*backward[p]));
       }
     }
-    verdicts[0] = falls_short[0];
-    verdicts[1] = falls_short[1];
+    verdicts[0] = proof[0].step == ProofStep::SHORT;
+    verdicts[1] = proof[1].step == ProofStep::SHORT;
   }
 
  private:
-  // The table that each proof makes, or that it settled.
-  enum class Step { FIRST_BACKWARD, FORWARD, BACKWARD, SETTLED };
   template <int Dir>
   using Table = StretchTable<Dir, int16_t>;
 
-  // Makes the table of proof p's next step from start; where no table is
-  // needed (stretch_best_score), the step ends at once.
-  template <int Dir>
-  void open(int p, int32_t start, Step next)
+  // Makes the table of proof p's step; steps that need no table
+  // (stretch_best_score) are taken at once.
+  void open(int p)
   {
-    step[p] = next;
-    if (start >= min_score || start <= low) {
-      settle_step(p, start);
+    for (; !proof[p].settled(); proof[p] = next_step(proof[p], proof[p].start, min_score, most[p])) {
+      if (proof[p].start >= min_score || proof[p].start <= low)
+        continue;
+      if (proof[p].step == ProofStep::FORWARD)
+        make<1>(forward[p], p);
+      else
+        make<-1>(backward[p], p);
       return;
     }
-    std::optional<Table<Dir>>& table = tables<Dir>(p);
-    if (p == 0)
-      table.emplace(bound, bound.narrow, bound.unit, bound.other, b0[p], k[p], u, start, low, min_score);
-    else
-      table.emplace(bound, bound.beside.rows, bound.beside.unit, bound.beside.other, b0[p], k[p], u, start, low,
-                    min_score);
   }
   template <int Dir>
-  std::optional<Table<Dir>>& tables(int p)
+  void make(std::optional<Table<Dir>>& table, int p)
   {
-    if constexpr (Dir > 0)
-      return forward[p];
+    if (p == 0)
+      table.emplace(bound, bound.narrow, bound.unit, bound.other, b0[p], k[p], u, proof[p].start, low, min_score);
     else
-      return backward[p];
+      table.emplace(bound, bound.beside.rows, bound.beside.unit, bound.beside.other, b0[p], k[p], u,
+                    proof[p].start, low, min_score);
   }
+  // Proof p's table ended thus: the proof goes on from its best score.
   void ended(int p, RowsEnd end)
   {
     int64_t best;
@@ -903,37 +931,8 @@ class AlignmentBound::TwoProofs {
       best = backward[p]->result(end);
       backward[p].reset();
     }
-    settle_step(p, best);
-  }
-  // Goes on from the best score of proof p's step.
-  void settle_step(int p, int64_t best)
-  {
-    switch (step[p]) {
-    case Step::FIRST_BACKWARD:
-      if (best < min_score)
-        settle(p, true);
-      else
-        open<1>(p, 0, Step::FORWARD);
-      break;
-    case Step::FORWARD:
-      if (best >= min_score)
-        settle(p, false);
-      else if (best + most[p].backward < min_score)
-        settle(p, true);
-      else
-        open<-1>(p, static_cast<int32_t>(best), Step::BACKWARD);
-      break;
-    case Step::BACKWARD:
-      settle(p, best < min_score);
-      break;
-    case Step::SETTLED:
-      break;
-    }
-  }
-  void settle(int p, bool short_of_it)
-  {
-    step[p] = Step::SETTLED;
-    falls_short[p] = short_of_it;
+    proof[p] = next_step(proof[p], best, min_score, most[p]);
+    open(p);
   }
 
   template <int DirA, int DirB>
@@ -968,8 +967,7 @@ class AlignmentBound::TwoProofs {
   const char* b0[2];
   uint32_t k[2];
   GainBounds most[2];
-  Step step[2] = {Step::SETTLED, Step::SETTLED};
-  bool falls_short[2] = {false, false};
+  Proof proof[2];
   std::optional<Table<1>> forward[2];
   std::optional<Table<-1>> backward[2];
 };
